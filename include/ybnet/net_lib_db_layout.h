@@ -1,0 +1,121 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/*
+ * The two shared-memory segments, byte by byte: a file format that every
+ * process of the stack maps, little-endian, for x86-64 Linux with glibc.
+ *
+ * "/net_lib_ifc", 475,216 bytes:
+ *
+ *   0x00000  4096 interface records of 116 bytes
+ *   0x74000  trailer
+ *
+ * "/net_lib_port", 5,772,784 bytes:
+ *
+ *   0x000000  port hash table, 65,536 buckets of 84 bytes
+ *   0x540000  LAG and MLAG maps, port map
+ *   0x5815A0  trailer
+ *
+ * The trailer, 80 bytes, is the same in both:
+ *
+ *   0    pthread_rwlock_t, process-shared
+ *   56   lock state: 2 initialised, 3 being destroyed, 4 destroyed
+ *   64   initialised marker, 222 once the contents were initialised
+ *   68   user count: loads that registered and have not unloaded
+ *   72   size check: the segment's own size, written last at creation
+ *
+ * The size check is the layout's only version stamp: a segment left by a build
+ * with another layout has another size and is refused.
+ */
+#ifndef YBNET_NET_LIB_DB_LAYOUT_H
+#define YBNET_NET_LIB_DB_LAYOUT_H
+
+#include <stdint.h>
+
+#include "ybnet/yb_net_interface.h"
+#include "ybnet/yb_static_assert.h"
+
+#define YB_NET_INTERFACES_SEGMENT_NAME "/net_lib_ifc"
+#define YB_NET_PORTS_SEGMENT_NAME "/net_lib_port"
+
+#define YB_NET_DB_INITIALIZED_MARKER 222
+#define YB_NET_INTERFACES_MAX 4096
+
+enum { CL_PLOCK_INITIALIZED = 2, CL_PLOCK_DESTROYING = 3, CL_PLOCK_DESTROYED = 4 };
+
+/*
+ * Process-shared lock, only ever taken exclusively. The first 56 bytes are glibc's pthread_rwlock_t, written
+ * as words because strict C99 hides that type.
+ */
+typedef struct cl_plock {
+    uint64_t rwlock[7];
+    uint32_t state; /* CL_PLOCK_* */
+    uint32_t reserved;
+} cl_plock_t;
+
+typedef struct net_lib_db_trailer {
+    cl_plock_t plock;
+    uint8_t initialized_marker;
+    uint8_t reserved1[3];
+    uint32_t user_count;
+    uint32_t size_check;
+    uint32_t reserved2;
+} net_lib_db_trailer_t;
+
+/* One slot of the interfaces database; free when in_use is 0. */
+typedef struct net_lib_db_interface_entry {
+    yb_net_interface_record_t record;
+    uint8_t in_use;
+    uint8_t reserved[3];
+} net_lib_db_interface_entry_t;
+
+typedef struct net_lib_db_interfaces_segment {
+    net_lib_db_interface_entry_t entries[YB_NET_INTERFACES_MAX];
+    net_lib_db_trailer_t trailer;
+} net_lib_db_interfaces_segment_t;
+
+/* Parts of the ports segment's body that are cleared when it is initialised. */
+#define YB_NET_PORT_TABLE_SIZE 5505024
+#define YB_NET_LAG_TO_MLAG_LENGTH 256
+#define YB_NET_MLAG_TO_LAG_LENGTH 1001
+#define YB_NET_LAG_TO_IFINDEX_LENGTH 255
+#define YB_NET_PORT_TO_IFINDEX_LENGTH 65536
+
+typedef struct net_lib_db_ports_segment {
+    uint8_t port_table[YB_NET_PORT_TABLE_SIZE];
+    uint16_t lag_to_mlag[YB_NET_LAG_TO_MLAG_LENGTH];
+    uint32_t mlag_to_lag[YB_NET_MLAG_TO_LAG_LENGTH];
+    uint32_t lag_to_ifindex[YB_NET_LAG_TO_IFINDEX_LENGTH];
+    uint32_t port_to_ifindex[YB_NET_PORT_TO_IFINDEX_LENGTH];
+    net_lib_db_trailer_t trailer;
+} net_lib_db_ports_segment_t;
+
+YB_ASSERT_SIZE(cl_plock_t, 64);
+YB_ASSERT_OFFSET(cl_plock_t, rwlock, 0);
+YB_ASSERT_OFFSET(cl_plock_t, state, 56);
+YB_ASSERT_OFFSET(cl_plock_t, reserved, 60);
+
+YB_ASSERT_SIZE(net_lib_db_trailer_t, 80);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, plock, 0);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, initialized_marker, 64);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, reserved1, 65);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, user_count, 68);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, size_check, 72);
+YB_ASSERT_OFFSET(net_lib_db_trailer_t, reserved2, 76);
+
+YB_ASSERT_SIZE(net_lib_db_interface_entry_t, 116);
+YB_ASSERT_OFFSET(net_lib_db_interface_entry_t, record, 0);
+YB_ASSERT_OFFSET(net_lib_db_interface_entry_t, in_use, 112);
+YB_ASSERT_OFFSET(net_lib_db_interface_entry_t, reserved, 113);
+
+YB_ASSERT_SIZE(net_lib_db_interfaces_segment_t, 475216);
+YB_ASSERT_OFFSET(net_lib_db_interfaces_segment_t, entries, 0);
+YB_ASSERT_OFFSET(net_lib_db_interfaces_segment_t, trailer, 0x74000);
+
+YB_ASSERT_SIZE(net_lib_db_ports_segment_t, 5772784);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, port_table, 0);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, lag_to_mlag, 0x540000);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, mlag_to_lag, 0x540200);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, lag_to_ifindex, 5509540);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, port_to_ifindex, 5510560);
+YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, trailer, 0x5815A0);
+
+#endif

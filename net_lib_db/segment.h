@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The frame of both shared-memory databases: creating, loading, registering in
+// and unloading a segment, and its lock. The two segments differ only in what
+// their descriptions say (interfaces_segment.cc, ports_segment.cc).
+#ifndef YBNET_NET_LIB_DB_SEGMENT_H
+#define YBNET_NET_LIB_DB_SEGMENT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "net_lib_db/message.h"
+#include "ybnet/net_lib_db_layout.h"
+#include "ybnet/yb_status.h"
+
+// One message without arguments, in each form that the log knows.
+struct segment_message {
+    const char *plain;
+    const char *positioned;
+    const char *traced;
+};
+#define SEGMENT_MESSAGE(text)                                                                                \
+    { text, YB_POSITION_PREFIX text, YB_TRACE_PREFIX text }
+
+struct segment_description {
+    const char *name;
+    uint32_t size;
+    size_t trailer_offset;
+
+    // Brings the body to its initial contents; called with the lock held. The trailer is the frame's.
+    void (*initialize_body)(void *body);
+
+    // The names under which the frame's steps report.
+    const char *create_function;
+    const char *load_function;
+    const char *unload_function;
+
+    // In the order in which a load meets them.
+    segment_message already_exists;
+    segment_message create_failed;
+    segment_message resize_failed;
+    segment_message map_failed;
+    segment_message lock_init_failed;
+    segment_message already_loaded;
+    segment_message loaded_mismatch;
+    segment_message init_failed;
+    segment_message not_initialized;
+    segment_message mismatch;
+    segment_message unmap_failed;
+};
+
+// One segment as this process knows it. Not guarded: loads and unloads run beside nothing else.
+struct segment {
+    const segment_description &description;
+
+    // What decides whether a load is the process's first: NULL when not loaded. A failed mapping and a layout
+    // mismatch leave it set, so it is never dereferenced.
+    void *reference;
+
+    // The mapping while it may be used, else NULL.
+    void *body;
+};
+
+yb_status_t segment_create(segment &seg);
+yb_status_t segment_load(segment &seg, uint32_t reinitialize);
+yb_status_t segment_unload(segment &seg);
+
+// For a segment that is loaded (body not NULL).
+void segment_lock(segment &seg);
+void segment_unlock(segment &seg);
+void segment_flush(segment &seg);
+
+#endif

@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See system_calls.h.
+#include "tests/support/system_calls.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <map>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+namespace {
+
+struct plan {
+    int reason = 0;
+    int countdown = 0;
+    int calls = 0;
+};
+
+std::map<std::string, plan> &plans() {
+    static std::map<std::string, plan> all;
+    return all;
+}
+
+std::vector<std::string> &command_list() {
+    static std::vector<std::string> all;
+    return all;
+}
+
+const char *const known[] = {"shm_open",
+                             "shm_unlink",
+                             "ftruncate",
+                             "fstat",
+                             "mmap",
+                             "munmap",
+                             "msync",
+                             "pthread_rwlockattr_init",
+                             "pthread_rwlockattr_setpshared",
+                             "pthread_rwlock_init",
+                             "pthread_rwlock_wrlock",
+                             "pthread_rwlock_unlock",
+                             "socket",
+                             "setsockopt",
+                             "bind",
+                             "getsockname",
+                             "sendmsg",
+                             "recvmsg",
+                             "recv",
+                             "system",
+                             "popen",
+                             "fopen",
+                             "fclose"};
+
+// The errno with which this call is to fail, or 0. The interposed functions may run before main() and inside
+// the runtime: nothing is looked up unless a test has asked for something.
+bool watching = false;
+int due(const char *function) {
+    if (!watching)
+        return 0;
+    plan &p = plans()[function];
+    p.calls++;
+    if (p.countdown == 0 || --p.countdown != 0)
+        return 0;
+    return p.reason;
+}
+
+template <typename function_t> function_t *real(const char *name) {
+    void *const found = dlsym(RTLD_NEXT, name);
+    if (found == nullptr)
+        abort();
+    return reinterpret_cast<function_t *>(found);
+}
+
+} // namespace
+
+namespace calls {
+
+void fail(const std::string &function, int reason, int nth) {
+    bool is_known = false;
+    for (const char *const name : known)
+        is_known = is_known || function == name;
+    if (!is_known) {
+        (void)fprintf(stderr, "calls::fail: unknown function %s\n", function.c_str());
+        abort();
+    }
+    watching = true;
+    plan &p = plans()[function];
+    p.reason = reason;
+    p.countdown = nth;
+}
+
+int count(const std::string &function) {
+    return plans()[function].calls;
+}
+
+const std::vector<std::string> &commands() {
+    return command_list();
+}
+
+std::function<ssize_t(int, const struct msghdr *, int)> &on_sendmsg() {
+    static std::function<ssize_t(int, const struct msghdr *, int)> replacement;
+    return replacement;
+}
+std::function<ssize_t(int, struct msghdr *, int)> &on_recvmsg() {
+    static std::function<ssize_t(int, struct msghdr *, int)> replacement;
+    return replacement;
+}
+std::function<ssize_t(int, void *, size_t, int)> &on_recv() {
+    static std::function<ssize_t(int, void *, size_t, int)> replacement;
+    return replacement;
+}
+std::function<int(int, struct sockaddr *, socklen_t *)> &on_getsockname() {
+    static std::function<int(int, struct sockaddr *, socklen_t *)> replacement;
+    return replacement;
+}
+std::function<int(const char *)> &on_system() {
+    static std::function<int(const char *)> replacement;
+    return replacement;
+}
+
+void reset() {
+    plans().clear();
+    command_list().clear();
+    on_sendmsg() = nullptr;
+    on_recvmsg() = nullptr;
+    on_recv() = nullptr;
+    on_getsockname() = nullptr;
+    on_system() = nullptr;
+    watching = true;
+}
+
+} // namespace calls
+
+// Fails when it is due, else calls the real function.
+#define INTERPOSE(result_t, name, parameters, arguments, failure)                                            \
+    result_t name parameters {                                                                               \
+        if (const int reason = due(#name); reason != 0) {                                                    \
+            errno = reason;                                                                                  \
+            return failure;                                                                                  \
+        }                                                                                                    \
+        static auto *const next = real<result_t parameters>(#name);                                          \
+        return next arguments;                                                                               \
+    }
+
+// glibc declares some of these functions noexcept; the definitions match it through their declarations'
+// types.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpragmas"
+#pragma GCC diagnostic ignored "-Wshadow"
+
+extern "C" {
+
+INTERPOSE(int, shm_open, (const char *name, int flags, mode_t mode), (name, flags, mode), -1)
+INTERPOSE(int, shm_unlink, (const char *name), (name), -1)
+INTERPOSE(int, ftruncate, (int descriptor, off_t size) noexcept, (descriptor, size), -1)
+INTERPOSE(int, fstat, (int descriptor, struct stat *status) noexcept, (descriptor, status), -1)
+INTERPOSE(void *, mmap,
+          (void *address, size_t size, int protection, int flags, int descriptor, off_t offset) noexcept,
+          (address, size, protection, flags, descriptor, offset), MAP_FAILED)
+INTERPOSE(int, munmap, (void *address, size_t size) noexcept, (address, size), -1)
+INTERPOSE(int, msync, (void *address, size_t size, int flags), (address, size, flags), -1)
+INTERPOSE(int, pthread_rwlockattr_init, (pthread_rwlockattr_t * attribute) noexcept, (attribute), reason)
+INTERPOSE(int, pthread_rwlockattr_setpshared, (pthread_rwlockattr_t * attribute, int shared) noexcept,
+          (attribute, shared), reason)
+INTERPOSE(int, pthread_rwlock_init, (pthread_rwlock_t * lock, const pthread_rwlockattr_t *attribute) noexcept,
+          (lock, attribute), reason)
+INTERPOSE(int, pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, (lock), reason)
+INTERPOSE(int, pthread_rwlock_unlock, (pthread_rwlock_t * lock) noexcept, (lock), reason)
+INTERPOSE(int, socket, (int domain, int type, int protocol) noexcept, (domain, type, protocol), -1)
+INTERPOSE(int, setsockopt,
+          (int descriptor, int level, int option, const void *value, socklen_t size) noexcept,
+          (descriptor, level, option, value, size), -1)
+INTERPOSE(int, bind, (int descriptor, const struct sockaddr *address, socklen_t size) noexcept,
+          (descriptor, address, size), -1)
+INTERPOSE(FILE *, fopen, (const char *path, const char *mode), (path, mode), nullptr)
+
+// What fclose() does is done, also when it is to fail: the descriptor must not leak.
+int fclose(FILE *file) {
+    static auto *const next = real<int(FILE *)>("fclose");
+    const int result = next(file);
+    if (const int reason = due("fclose"); reason != 0) {
+        errno = reason;
+        return EOF;
+    }
+    return result;
+}
+
+int getsockname(int descriptor, struct sockaddr *address, socklen_t *size) noexcept {
+    if (const int reason = due("getsockname"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_getsockname())
+        return calls::on_getsockname()(descriptor, address, size);
+    static auto *const next = real<int(int, struct sockaddr *, socklen_t *)>("getsockname");
+    return next(descriptor, address, size);
+}
+
+ssize_t sendmsg(int descriptor, const struct msghdr *message, int flags) {
+    if (const int reason = due("sendmsg"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_sendmsg())
+        return calls::on_sendmsg()(descriptor, message, flags);
+    static auto *const next = real<ssize_t(int, const struct msghdr *, int)>("sendmsg");
+    return next(descriptor, message, flags);
+}
+
+ssize_t recvmsg(int descriptor, struct msghdr *message, int flags) {
+    if (const int reason = due("recvmsg"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_recvmsg())
+        return calls::on_recvmsg()(descriptor, message, flags);
+    static auto *const next = real<ssize_t(int, struct msghdr *, int)>("recvmsg");
+    return next(descriptor, message, flags);
+}
+
+ssize_t recv(int descriptor, void *buffer, size_t size, int flags) {
+    if (const int reason = due("recv"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_recv())
+        return calls::on_recv()(descriptor, buffer, size, flags);
+    static auto *const next = real<ssize_t(int, void *, size_t, int)>("recv");
+    return next(descriptor, buffer, size, flags);
+}
+
+int system(const char *command) {
+    command_list().emplace_back(command);
+    if (const int reason = due("system"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_system())
+        return calls::on_system()(command);
+    static auto *const next = real<int(const char *)>("system");
+    return next(command);
+}
+
+FILE *popen(const char *command, const char *mode) {
+    command_list().emplace_back(command);
+    if (const int reason = due("popen"); reason != 0) {
+        errno = reason;
+        return nullptr;
+    }
+    static auto *const next = real<FILE *(const char *, const char *)>("popen");
+    return next(command, mode);
+}
+
+} // extern "C"
+
+#pragma GCC diagnostic pop

@@ -84,6 +84,9 @@ uint32_t __yb_net_if_ifindex_get_in_ns(const char *ns, const char *name) {
     (void)fcntl(fileno(output), F_SETFD, FD_CLOEXEC); // cannot fail on a descriptor just made
     char line[ifindex_line_size] = {};
     (void)fgets(line, sizeof(line), output); // an empty answer does not parse below
+    // To the end: a cat that meets a closed pipe, even with nothing left to write, counts as failed.
+    for (char rest[command_size]; fgets(rest, sizeof(rest), output) != nullptr;)
+        continue;
     if (pclose(output) != 0)
         return 0; // what was read is cat's or ip's error text
     uint32_t ifindex = 0;

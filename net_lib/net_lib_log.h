@@ -9,8 +9,7 @@
 extern yb_verbosity_t net_lib_verbosity;
 
 #define NET_LIB_LOG(level, format, ...)                                                                      \
-    YB_MESSAGE_WRITE(net_lib_verbosity, "net_lib", level, __func__, __LINE__,                                \
-                     format __VA_OPT__(, ) __VA_ARGS__)
+    YB_MESSAGE_WRITE(net_lib_verbosity, "net_lib", level, __func__, __LINE__, format, ##__VA_ARGS__)
 
 // Write the "entered" and "left" lines when the logging library asks for them.
 void net_lib_trace_entered(const char *function, int32_t line);

@@ -50,12 +50,12 @@ using yb_verbosity_t = std::atomic<uint32_t>;
         constexpr uint32_t yb_index = yb_level_index(level);                                                 \
         if ((verbosity).load(std::memory_order_relaxed) >= yb_index) {                                       \
             if constexpr (yb_index < YB_INDEX_POSITIONED)                                                    \
-                (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, format __VA_OPT__(, ) __VA_ARGS__);   \
+                (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, format, ##__VA_ARGS__);               \
             else                                                                                             \
                 (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, YB_POSITION_PREFIX format, file,      \
-                             line, function __VA_OPT__(, ) __VA_ARGS__);                                     \
+                             line, function, ##__VA_ARGS__);                                                 \
             (void)yb_trace_cbuff_log(YB_TRACE_PREFIX format, yb_level_name(static_cast<int32_t>(yb_index)),  \
-                                     YB_MODULE_NAME, function, line __VA_OPT__(, ) __VA_ARGS__);             \
+                                     YB_MODULE_NAME, function, line, ##__VA_ARGS__);                         \
         }                                                                                                    \
     } while (0)
 

@@ -9,7 +9,6 @@
 extern yb_verbosity_t net_lib_db_verbosity;
 
 #define NET_LIB_DB_LOG(level, format, ...)                                                                   \
-    YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", level, __func__, __LINE__,                          \
-                     format __VA_OPT__(, ) __VA_ARGS__)
+    YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", level, __func__, __LINE__, format, ##__VA_ARGS__)
 
 #endif

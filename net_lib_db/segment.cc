@@ -10,7 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "net_lib_db/complib/cl_passivelock.h"
 #include "net_lib_db/complib/cl_shared_memory.h"
 #include "net_lib_db/net_lib_db_log.h"
 
@@ -38,18 +37,13 @@ void write_message(const char *function, int32_t line, const segment_message &te
 
 // ---- The trailer ------------------------------------------------------------
 
-net_lib_db_trailer_t &trailer_of(segment &seg) {
-    return *reinterpret_cast<net_lib_db_trailer_t *>(static_cast<std::byte *>(seg.body) +
-                                                     seg.description.trailer_offset);
-}
-
 uint32_t size_check_of(segment &seg) {
-    return __atomic_load_n(&trailer_of(seg).size_check, __ATOMIC_ACQUIRE);
+    return __atomic_load_n(&segment_trailer(seg).size_check, __ATOMIC_ACQUIRE);
 }
 
 void initialize_contents(segment &seg) {
     segment_lock(seg);
-    trailer_of(seg).initialized_marker = YB_NET_DB_INITIALIZED_MARKER;
+    segment_trailer(seg).initialized_marker = YB_NET_DB_INITIALIZED_MARKER;
     seg.description.initialize_body(seg.body);
     segment_flush(seg);
     segment_unlock(seg);
@@ -57,15 +51,15 @@ void initialize_contents(segment &seg) {
 
 void register_user(segment &seg) {
     segment_lock(seg);
-    trailer_of(seg).user_count++;
+    segment_trailer(seg).user_count++;
     segment_flush(seg);
     segment_unlock(seg);
 }
 
 void unregister_user(segment &seg) {
     segment_lock(seg);
-    if (trailer_of(seg).user_count != 0)
-        trailer_of(seg).user_count--;
+    if (segment_trailer(seg).user_count != 0)
+        segment_trailer(seg).user_count--;
     segment_flush(seg);
     segment_unlock(seg);
 }
@@ -111,14 +105,14 @@ yb_status_t segment_create(segment &seg) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.map_failed);
         return give_up_creation(seg);
     }
-    if (cl_plock_init_pshared(&trailer_of(seg).plock) != 0) {
+    if (cl_plock_init_pshared(&segment_trailer(seg).plock) != 0) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.lock_init_failed);
         (void)munmap(seg.body, description.size); // the failure already has its message
         return give_up_creation(seg);
     }
     initialize_contents(seg);
     // Last: a segment whose creator died before this fails the check of its later users.
-    __atomic_store_n(&trailer_of(seg).size_check, description.size, __ATOMIC_RELEASE);
+    __atomic_store_n(&segment_trailer(seg).size_check, description.size, __ATOMIC_RELEASE);
 
     if (g_yb_log_module_func_enable != 0)
         YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", YB_LEVEL_DEBUG, function, __LINE__,
@@ -187,7 +181,7 @@ yb_status_t attach(segment &seg, int descriptor, uint32_t reinitialize) {
         initialize_contents(seg);
     register_user(seg);
     // Tested after the registration, which an unload takes back.
-    if (trailer_of(seg).initialized_marker != YB_NET_DB_INITIALIZED_MARKER) {
+    if (segment_trailer(seg).initialized_marker != YB_NET_DB_INITIALIZED_MARKER) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.not_initialized);
         return YB_STATUS_DB_NOT_INITIALIZED;
     }
@@ -233,9 +227,9 @@ yb_status_t segment_unload(segment &seg) {
         return YB_STATUS_SUCCESS;
     }
     unregister_user(seg);
-    const bool last_user = trailer_of(seg).user_count == 0;
+    const bool last_user = segment_trailer(seg).user_count == 0;
     if (last_user)
-        cl_plock_destroy(&trailer_of(seg).plock);
+        cl_plock_destroy(&segment_trailer(seg).plock);
     const bool unmapped = munmap(seg.body, seg.description.size) == 0;
     if (!unmapped)
         SEGMENT_LOG(YB_LEVEL_ERROR, seg.description.unload_function, seg.description.unmap_failed);
@@ -246,15 +240,7 @@ yb_status_t segment_unload(segment &seg) {
     return unmapped ? YB_STATUS_SUCCESS : YB_STATUS_ERROR;
 }
 
-// ---- The lock ---------------------------------------------------------------
-
-void segment_lock(segment &seg) {
-    cl_plock_excl_acquire(&trailer_of(seg).plock);
-}
-
-void segment_unlock(segment &seg) {
-    cl_plock_release(&trailer_of(seg).plock);
-}
+// ---- Flushing ---------------------------------------------------------------
 
 void segment_flush(segment &seg) {
     (void)msync(seg.body, seg.description.size, MS_SYNC); // a memory file system has nothing to lose

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "net_lib_db/complib/cl_passivelock.h"
 #include "net_lib_db/message.h"
 #include "ybnet/net_lib_db_layout.h"
 #include "ybnet/yb_status.h"
@@ -65,9 +66,21 @@ yb_status_t segment_create(segment &seg);
 yb_status_t segment_load(segment &seg, uint32_t reinitialize);
 yb_status_t segment_unload(segment &seg);
 
-// For a segment that is loaded (body not NULL).
-void segment_lock(segment &seg);
-void segment_unlock(segment &seg);
+// The rest is for a segment that is loaded (body not NULL).
+
+inline net_lib_db_trailer_t &segment_trailer(segment &seg) {
+    return *reinterpret_cast<net_lib_db_trailer_t *>(static_cast<std::byte *>(seg.body) +
+                                                     seg.description.trailer_offset);
+}
+
+inline void segment_lock(segment &seg) {
+    cl_plock_excl_acquire(&segment_trailer(seg).plock);
+}
+
+inline void segment_unlock(segment &seg) {
+    cl_plock_release(&segment_trailer(seg).plock);
+}
+
 void segment_flush(segment &seg);
 
 #endif

@@ -172,6 +172,7 @@ uint16_t crc_16(void *work_area, const uint8_t *data, uint32_t length, uint16_t 
 
 int ybd_get_dev_list(char **names, uint32_t *count) {
     the_recording.calls.emplace_back("ybd_get_dev_list");
+    the_recording.dev_list_room = *count;
     if (the_failures.get_dev_list != 0)
         return fail_with(the_failures.get_dev_list);
     if (*count == 0)

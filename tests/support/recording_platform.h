@@ -38,6 +38,7 @@ struct recording {
         calls; // names of all other platform functions called, in order, "yb_log_init" and so on
     uint32_t log_init_args[2];
     yb_log_cb_t log_callback;
+    uint32_t dev_list_room; // the count that ybd_get_dev_list() was given
     std::vector<control> controls;
     std::vector<uint32_t> closed_handles;
 

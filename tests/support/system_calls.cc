@@ -7,10 +7,12 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <map>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <utility>
 
 namespace {
 
@@ -18,6 +20,7 @@ struct plan {
     int reason = 0;
     int countdown = 0;
     int calls = 0;
+    std::function<void(int)> before;
 };
 
 std::map<std::string, plan> &plans() {
@@ -39,9 +42,12 @@ const char *const known[] = {"shm_open",
                              "msync",
                              "pthread_rwlockattr_init",
                              "pthread_rwlockattr_setpshared",
+                             "pthread_rwlockattr_destroy",
                              "pthread_rwlock_init",
+                             "pthread_rwlock_destroy",
                              "pthread_rwlock_wrlock",
                              "pthread_rwlock_unlock",
+                             "backtrace_symbols",
                              "socket",
                              "setsockopt",
                              "bind",
@@ -57,14 +63,32 @@ const char *const known[] = {"shm_open",
 // The errno with which this call is to fail, or 0. The interposed functions may run before main() and inside
 // the runtime: nothing is looked up unless a test has asked for something.
 bool watching = false;
+bool in_hook = false;
 int due(const char *function) {
-    if (!watching)
+    if (!watching || in_hook)
         return 0;
     plan &p = plans()[function];
     p.calls++;
+    if (p.before) {
+        in_hook = true;
+        p.before(p.calls);
+        in_hook = false;
+    }
     if (p.countdown == 0 || --p.countdown != 0)
         return 0;
     return p.reason;
+}
+
+plan &plan_of(const std::string &function) {
+    bool is_known = false;
+    for (const char *const name : known)
+        is_known = is_known || function == name;
+    if (!is_known) {
+        (void)fprintf(stderr, "system_calls: unknown function %s\n", function.c_str());
+        abort();
+    }
+    watching = true;
+    return plans()[function];
 }
 
 template <typename function_t> function_t *real(const char *name) {
@@ -79,17 +103,13 @@ template <typename function_t> function_t *real(const char *name) {
 namespace calls {
 
 void fail(const std::string &function, int reason, int nth) {
-    bool is_known = false;
-    for (const char *const name : known)
-        is_known = is_known || function == name;
-    if (!is_known) {
-        (void)fprintf(stderr, "calls::fail: unknown function %s\n", function.c_str());
-        abort();
-    }
-    watching = true;
-    plan &p = plans()[function];
+    plan &p = plan_of(function);
     p.reason = reason;
     p.countdown = nth;
+}
+
+void before(const std::string &function, std::function<void(int)> hook) {
+    plan_of(function).before = std::move(hook);
 }
 
 int count(const std::string &function) {
@@ -100,6 +120,10 @@ const std::vector<std::string> &commands() {
     return command_list();
 }
 
+std::function<int(void *, size_t, int)> &on_msync() {
+    static std::function<int(void *, size_t, int)> replacement;
+    return replacement;
+}
 std::function<ssize_t(int, const struct msghdr *, int)> &on_sendmsg() {
     static std::function<ssize_t(int, const struct msghdr *, int)> replacement;
     return replacement;
@@ -124,6 +148,7 @@ std::function<int(const char *)> &on_system() {
 void reset() {
     plans().clear();
     command_list().clear();
+    on_msync() = nullptr;
     on_sendmsg() = nullptr;
     on_recvmsg() = nullptr;
     on_recv() = nullptr;
@@ -161,10 +186,12 @@ INTERPOSE(void *, mmap,
           (void *address, size_t size, int protection, int flags, int descriptor, off_t offset) noexcept,
           (address, size, protection, flags, descriptor, offset), MAP_FAILED)
 INTERPOSE(int, munmap, (void *address, size_t size) noexcept, (address, size), -1)
-INTERPOSE(int, msync, (void *address, size_t size, int flags), (address, size, flags), -1)
 INTERPOSE(int, pthread_rwlockattr_init, (pthread_rwlockattr_t * attribute) noexcept, (attribute), reason)
 INTERPOSE(int, pthread_rwlockattr_setpshared, (pthread_rwlockattr_t * attribute, int shared) noexcept,
           (attribute, shared), reason)
+INTERPOSE(int, pthread_rwlockattr_destroy, (pthread_rwlockattr_t * attribute) noexcept, (attribute), reason)
+INTERPOSE(int, pthread_rwlock_destroy, (pthread_rwlock_t * lock) noexcept, (lock), reason)
+INTERPOSE(char **, backtrace_symbols, (void *const *frames, int count) noexcept, (frames, count), nullptr)
 INTERPOSE(int, pthread_rwlock_init, (pthread_rwlock_t * lock, const pthread_rwlockattr_t *attribute) noexcept,
           (lock, attribute), reason)
 INTERPOSE(int, pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, (lock), reason)
@@ -176,6 +203,17 @@ INTERPOSE(int, setsockopt,
 INTERPOSE(int, bind, (int descriptor, const struct sockaddr *address, socklen_t size) noexcept,
           (descriptor, address, size), -1)
 INTERPOSE(FILE *, fopen, (const char *path, const char *mode), (path, mode), nullptr)
+
+int msync(void *address, size_t size, int flags) {
+    if (const int reason = due("msync"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    if (calls::on_msync())
+        return calls::on_msync()(address, size, flags);
+    static auto *const next = real<int(void *, size_t, int)>("msync");
+    return next(address, size, flags);
+}
 
 // What fclose() does is done, also when it is to fail: the descriptor must not leak.
 int fclose(FILE *file) {

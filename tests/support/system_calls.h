@@ -16,18 +16,25 @@ namespace calls {
 
 // Lets the call number nth (1 = the next) of a function fail with this errno (pthread functions: return it;
 // popen, mmap, fopen: their failure value). Functions: shm_open, shm_unlink, ftruncate, fstat, mmap, munmap,
-// msync, pthread_rwlockattr_setpshared, pthread_rwlockattr_init, pthread_rwlock_init, pthread_rwlock_wrlock,
-// pthread_rwlock_unlock, socket, setsockopt, bind, getsockname, sendmsg, recvmsg, recv, system, popen, fopen,
+// msync, pthread_rwlockattr_setpshared, pthread_rwlockattr_init, pthread_rwlockattr_destroy,
+// pthread_rwlock_init, pthread_rwlock_destroy, pthread_rwlock_wrlock, pthread_rwlock_unlock,
+// backtrace_symbols, socket, setsockopt, bind, getsockname, sendmsg, recvmsg, recv, system, popen, fopen,
 // fclose. Aborts for another name.
 void fail(const std::string &function, int reason, int nth = 1);
 
 // How often the function was called since reset().
 int count(const std::string &function);
 
+// Runs hook in front of each call of the function, with the number of the call since reset() (1 = the first):
+// to look at the world, or to change it, at that moment. Calls that the hook makes itself are neither counted
+// nor failed.
+void before(const std::string &function, std::function<void(int)> hook);
+
 // Commands given to system() and popen(), in order, since reset().
 const std::vector<std::string> &commands();
 
 // Stand in for the real function while set; called instead of it.
+std::function<int(void *, size_t, int)> &on_msync();
 std::function<ssize_t(int, const struct msghdr *, int)> &on_sendmsg();
 std::function<ssize_t(int, struct msghdr *, int)> &on_recvmsg();
 std::function<ssize_t(int, void *, size_t, int)> &on_recv();

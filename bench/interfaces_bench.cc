@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The interfaces database and the making of a netdev, each next to its floor
+// (floors.h): load and unload, lookups, add and remove in a half-full table,
+// and a loopback bridge.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "bench/floors.h"
+#include "bench/ratio_reporter.h"
+#include "tests/support/sandbox.h"
+#include "ybnet/net_lib.h"
+#include "ybnet/net_lib_db.h"
+
+namespace {
+
+constexpr uint32_t records = YB_NET_INTERFACES_MAX - 1; // one slot is left for adding
+constexpr uint32_t first_key = 100'000;
+constexpr uint32_t absent_key = 7;
+constexpr const char *ns = "blue";
+
+floor_segment *the_floor;
+
+yb_net_interface_params_t params_of(const char *ns_name) {
+    yb_net_interface_params_t params = {};
+    params.type = YB_L2_INTERFACE_TYPE_LOOPBACK;
+    (void)snprintf(params.ns_name, sizeof(params.ns_name), "%s", ns_name);
+    return params;
+}
+
+// Record number i, of the library's table and of the floor's.
+net_lib_db_interface_entry_t entry_of(uint32_t i) {
+    net_lib_db_interface_entry_t entry = {};
+    entry.record = {first_key + i, first_key + i, params_of(ns), YB_NET_RIF_NONE, YB_NET_VRID_NONE};
+    entry.in_use = 1;
+    return entry;
+}
+
+void fill() {
+    for (uint32_t i = 0; i < records; i++) {
+        const net_lib_db_interface_entry_t entry = entry_of(i);
+        if (net_lib_db_interface_add(entry.record.sys_ifindex, entry.record.linux_ifindex,
+                                     &entry.record.params) != YB_STATUS_SUCCESS)
+            abort();
+        the_floor->body().entries[i] = entry;
+    }
+}
+
+void get(benchmark::State &state, uint32_t key) {
+    yb_net_interface_record_t record;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(net_lib_db_interface_get(key, &record));
+        benchmark::DoNotOptimize(record);
+    }
+}
+
+void get_floor(benchmark::State &state, uint32_t key) {
+    yb_net_interface_record_t record;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(floor_get(*the_floor, key, &record));
+        benchmark::DoNotOptimize(record);
+    }
+}
+
+void get_by_netdev(benchmark::State &state, uint32_t linux_ifindex) {
+    yb_net_interface_record_t record;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(net_lib_db_interface_get_by_linux_ifindex_ns(linux_ifindex, ns, &record));
+        benchmark::DoNotOptimize(record);
+    }
+}
+
+void get_by_netdev_floor(benchmark::State &state, uint32_t linux_ifindex) {
+    yb_net_interface_record_t record;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(floor_get_by_netdev(*the_floor, linux_ifindex, ns, &record));
+        benchmark::DoNotOptimize(record);
+    }
+}
+
+void add_and_remove(benchmark::State &state) {
+    const yb_net_interface_params_t params = params_of(ns);
+    for (auto _ : state) {
+        if (net_lib_db_interface_add(absent_key, absent_key, &params) != YB_STATUS_SUCCESS ||
+            net_lib_db_interface_remove(absent_key) != YB_STATUS_SUCCESS)
+            state.SkipWithError("add or remove failed");
+    }
+}
+
+void add_and_remove_floor(benchmark::State &state) {
+    net_lib_db_interface_entry_t entry = entry_of(0);
+    entry.record.sys_ifindex = absent_key;
+    entry.record.linux_ifindex = absent_key;
+    for (auto _ : state)
+        floor_add_and_remove(*the_floor, entry);
+}
+
+// One more bridge a round, removed outside the measured time.
+template <typename make_t> void make_bridges(benchmark::State &state, make_t make) {
+    for (auto _ : state) {
+        if (!make())
+            state.SkipWithError("the bridge was not made");
+        state.PauseTiming();
+        (void)yb_net_interface_set(YB_ACCESS_CMD_DESTROY, absent_key, nullptr);
+        (void)std::system("ip link del dev bench0 2>/dev/null");
+        state.ResumeTiming();
+    }
+}
+
+void loopback_create(benchmark::State &state) {
+    make_bridges(state, [] {
+        yb_net_interface_params_t params = params_of("");
+        (void)snprintf(params.name, sizeof(params.name), "bench0");
+        return yb_net_interface_set(YB_ACCESS_CMD_CREATE, absent_key, &params) == YB_STATUS_SUCCESS;
+    });
+}
+
+void loopback_create_floor(benchmark::State &state) {
+    make_bridges(state, [] { return std::system("ip link add name bench0 type bridge") == 0; });
+}
+
+void register_pair(const char *name, void (*run)(benchmark::State &, uint32_t),
+                   void (*floor)(benchmark::State &, uint32_t), uint32_t key) {
+    benchmark::RegisterBenchmark(name, run, key);
+    benchmark::RegisterBenchmark((std::string(name) + "/floor").c_str(), floor, key);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const std::string problem = sandbox_enter();
+    if (!problem.empty()) {
+        (void)fprintf(stderr, "no namespaces of its own for the benchmark: %s\n", problem.c_str());
+        return 1;
+    }
+    if (net_lib_db_interfaces_load(0) != YB_STATUS_SUCCESS)
+        return 1;
+    floor_segment floor;
+    the_floor = &floor;
+    fill();
+
+    register_pair("interface get, first", get, get_floor, first_key);
+    register_pair("interface get, middle", get, get_floor, first_key + records / 2);
+    register_pair("interface get, last", get, get_floor, first_key + records - 1);
+    register_pair("interface get, missing", get, get_floor, absent_key);
+    register_pair("interface get by netdev, first", get_by_netdev, get_by_netdev_floor, first_key);
+    register_pair("interface get by netdev, last", get_by_netdev, get_by_netdev_floor,
+                  first_key + records - 1);
+    benchmark::RegisterBenchmark("interface add + remove", add_and_remove);
+    benchmark::RegisterBenchmark("interface add + remove/floor", add_and_remove_floor);
+    benchmark::RegisterBenchmark("loopback create", loopback_create)->Iterations(20);
+    benchmark::RegisterBenchmark("loopback create/floor", loopback_create_floor)->Iterations(20);
+    const int status = run_benchmarks(argc, argv);
+    (void)net_lib_db_interfaces_unload(0);
+    return status;
+}

@@ -17,14 +17,12 @@
 // Not empty, only letters, digits and ._-@:+= and no leading '-'.
 bool __yb_net_name_is_plain(const char *name);
 
-inline bool command_argument_is_plain(const char *name) {
-    return __yb_net_name_is_plain(name);
-}
-inline bool command_argument_is_plain(uint32_t) {
+// Numbers are.
+inline bool __yb_net_name_is_plain(uint32_t) {
     return true;
 }
 template <typename... argument_t> bool command_arguments_are_plain(const argument_t &...arguments) {
-    return (command_argument_is_plain(arguments) && ...);
+    return (__yb_net_name_is_plain(arguments) && ...);
 }
 
 // True when a formatted command may be run; else errno is EINVAL for a refused name, ENAMETOOLONG for a

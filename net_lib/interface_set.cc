@@ -32,6 +32,23 @@ yb_status_t set_netdev(yb_access_cmd_t cmd, uint32_t sys_ifindex, yb_net_interfa
     }
 }
 
+#define LOG_MOVE_FAILED(name, ns)                                                                            \
+    NET_LIB_LOG_AS("net_interface_set", YB_LEVEL_ERROR,                                                      \
+                   "yb_net_interface_set: Failed to move interface \"%s\" to namespace \"%s\"\n", name, ns)
+
+// False, with an ERROR line, when a netdev is to be moved into a namespace that no command can name: it would
+// be made and then stay behind.
+bool can_be_moved(const yb_net_interface_params_t &params) {
+    const bool moves = params.type == YB_L2_INTERFACE_TYPE_VLAN ||
+                       params.type == YB_L2_INTERFACE_TYPE_PORT_VLAN ||
+                       params.type == YB_L2_INTERFACE_TYPE_PORT;
+    const auto ns = text_of_field(params.ns_name);
+    if (!moves || ns.text[0] == '\0' || __yb_net_name_is_plain(ns.text))
+        return true;
+    LOG_MOVE_FAILED(text_of_field(params.name).text, ns.text);
+    return false;
+}
+
 // Moves the new netdev into its namespace and records it.
 yb_status_t record_created(uint32_t sys_ifindex, const yb_net_interface_params_t *params, uint16_t rif,
                            uint16_t vrid, bool lock_held) {
@@ -39,14 +56,13 @@ yb_status_t record_created(uint32_t sys_ifindex, const yb_net_interface_params_t
     const auto ns = text_of_field(params->ns_name);
     // A loopback was made inside its namespace. Others stand in the caller's own, where the move runs.
     if (params->type != YB_L2_INTERFACE_TYPE_LOOPBACK && !__yb_net_if_move_to_ns(name.text, "", ns.text)) {
-        NET_LIB_LOG(YB_LEVEL_ERROR,
-                    "yb_net_interface_set: Failed to move interface \"%s\" to namespace \"%s\"\n", name.text,
-                    ns.text);
+        LOG_MOVE_FAILED(name.text, ns.text);
         // On: what counts is whether the netdev is found there.
     }
     const uint32_t linux_ifindex = __yb_net_if_ifindex_get_in_ns(ns.text, name.text);
     if (linux_ifindex == 0) {
-        NET_LIB_LOG(YB_LEVEL_ERROR, "yb_net_interface_set: Cannot find device \"%s\"\n", name.text);
+        NET_LIB_LOG_AS("net_interface_set", YB_LEVEL_ERROR,
+                       "yb_net_interface_set: Cannot find device \"%s\"\n", name.text);
         return YB_STATUS_ERROR;
     }
     return net_lib_db_interface_add_full(sys_ifindex, linux_ifindex, params, rif, vrid, lock_held ? 0 : 1);
@@ -87,6 +103,8 @@ yb_status_t net_interface_set(yb_access_cmd_t cmd, uint32_t sys_ifindex, yb_net_
             return YB_STATUS_PARAM_NULL;
         own = *params;
     }
+    if (cmd == YB_ACCESS_CMD_CREATE && !can_be_moved(own))
+        return YB_STATUS_ERROR;
 
     const bool lock_held = full && cmd == YB_ACCESS_CMD_CREATE;
     if (lock_held)
@@ -118,45 +136,27 @@ YB_EXPORT yb_status_t yb_net_interface_set_full(yb_access_cmd_t cmd, uint32_t sy
 
 namespace {
 
-bool is_vlan_kind(uint32_t type) {
-    return type == YB_L2_INTERFACE_TYPE_VLAN || type == YB_L2_INTERFACE_TYPE_PORT_VLAN;
-}
+// The netdevs of a bulk removal go in two passes: VLANs first, so that no port netdev goes while VLANs are
+// stacked on it. Loopbacks are in neither.
+enum class removal_pass { vlans, ports };
 
-yb_status_t remove_vlan_netdev(yb_net_interface_record_t *record) {
-    const auto name = text_of_field(record->params.name);
-    NET_LIB_LOG(YB_LEVEL_DEBUG, "del vlan/port_vlan netdev %s \n", name.text);
-    return yb_net_vlan_if_set(YB_ACCESS_CMD_DESTROY, record->sys_ifindex, &record->params);
-}
-
-bool is_port_kind(uint32_t type) {
+bool is_in_pass(removal_pass pass, uint32_t type) {
+    if (pass == removal_pass::vlans)
+        return type == YB_L2_INTERFACE_TYPE_VLAN || type == YB_L2_INTERFACE_TYPE_PORT_VLAN;
     return type == YB_L2_INTERFACE_TYPE_PORT || type == YB_L2_INTERFACE_TYPE_PKEY;
 }
 
-yb_status_t remove_port_netdev(yb_net_interface_record_t *record) {
+yb_status_t remove_netdev(removal_pass pass, yb_net_interface_record_t *record) {
+    constexpr const char *function = "net_lib_interface_remove_all";
     const auto name = text_of_field(record->params.name);
-    NET_LIB_LOG(YB_LEVEL_DEBUG, "del port/pkey netdev %s \n", name.text);
+    if (pass == removal_pass::vlans) {
+        NET_LIB_LOG_AS(function, YB_LEVEL_DEBUG, "del vlan/port_vlan netdev %s \n", name.text);
+        return yb_net_vlan_if_set(YB_ACCESS_CMD_DESTROY, record->sys_ifindex, &record->params);
+    }
+    NET_LIB_LOG_AS(function, YB_LEVEL_DEBUG, "del port/pkey netdev %s \n", name.text);
     if (record->params.type == YB_L2_INTERFACE_TYPE_PKEY)
         return YB_STATUS_PARAM_ERROR; // nothing here makes or removes those: it ends the bulk removal
     return yb_net_port_if_set(YB_ACCESS_CMD_DESTROY, &record->params);
-}
-
-// Removes all records of one kind and their netdevs. False when one could not be removed; *out_status is the
-// status of the last step taken, which may be the read of a free slot.
-bool remove_kind(bool (*is_kind)(uint32_t type), yb_status_t (*remove_netdev)(yb_net_interface_record_t *),
-                 yb_status_t *out_status) {
-    for (uint32_t index = 0; index < YB_NET_INTERFACES_MAX; index++) {
-        yb_net_interface_record_t record;
-        *out_status = net_lib_db_interface_get_by_db_index(index, &record);
-        if (*out_status == YB_STATUS_DB_NOT_INITIALIZED)
-            return false; // said once; the other slots would answer the same
-        if (*out_status != YB_STATUS_SUCCESS || !is_kind(record.params.type))
-            continue;
-        *out_status = remove_netdev(&record);
-        if (*out_status != YB_STATUS_SUCCESS)
-            return false;
-        *out_status = net_lib_db_interface_remove(record.sys_ifindex);
-    }
-    return true;
 }
 
 } // namespace
@@ -164,9 +164,20 @@ bool remove_kind(bool (*is_kind)(uint32_t type), yb_status_t (*remove_netdev)(yb
 YB_EXPORT yb_status_t net_lib_interface_remove_all() {
     NET_LIB_TRACE_FUNCTION();
     yb_status_t status = YB_STATUS_SUCCESS;
-    // VLANs first, so that no port netdev goes while VLANs are stacked on it.
-    if (remove_kind(is_vlan_kind, remove_vlan_netdev, &status))
-        (void)remove_kind(is_port_kind, remove_port_netdev, &status); // its status is the result either way
+    for (const removal_pass pass : {removal_pass::vlans, removal_pass::ports}) {
+        for (uint32_t index = 0; index < YB_NET_INTERFACES_MAX; index++) {
+            yb_net_interface_record_t record;
+            status = net_lib_db_interface_get_by_db_index(index, &record);
+            if (status == YB_STATUS_DB_NOT_INITIALIZED)
+                return status; // said once; the other slots would answer the same
+            if (status != YB_STATUS_SUCCESS || !is_in_pass(pass, record.params.type))
+                continue;
+            status = remove_netdev(pass, &record);
+            if (status != YB_STATUS_SUCCESS)
+                return status;
+            status = net_lib_db_interface_remove(record.sys_ifindex);
+        }
+    }
     if (status == YB_STATUS_ENTRY_NOT_FOUND) // the table's last slot was free
         return YB_STATUS_SUCCESS;
     return status;

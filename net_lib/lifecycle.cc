@@ -18,7 +18,7 @@ void start_logging(yb_log_cb_t logging_callback, uint32_t verbosity) {
 } // namespace
 
 YB_EXPORT yb_status_t yb_net_init(yb_log_cb_t logging_callback, uint32_t verbosity, uint32_t reinitialize) {
-    NET_LIB_TRACE_FUNCTION();
+    NET_LIB_TRACE_FUNCTION(); // "entered" under the old verbosity, "left" under the new: the halves set it
     const yb_status_t status = yb_net_interfaces_init(logging_callback, verbosity, reinitialize);
     if (status != YB_STATUS_SUCCESS)
         return status;

@@ -38,13 +38,13 @@ yb_status_t yb_net_loopback_if_set(yb_access_cmd_t cmd, const yb_net_interface_p
     default:
         return YB_STATUS_CMD_UNSUPPORTED;
     }
-    if (strlen(name.text) == YB_NET_IF_NAME_SIZE)
-        return YB_STATUS_ERROR; // fills its field: too long for any command
     // A failing command logs nothing here, but a refused name must be heard of.
     if (!complete || (ns.text[0] != '\0' && !__yb_net_name_is_plain(ns.text))) {
         NET_LIB_LOG(YB_LEVEL_ERROR, "yb_net_loopback_if_set: refused to run \"%s\" in namespace \"%s\"\n",
                     command, ns.text);
         return YB_STATUS_ERROR;
     }
+    if (strlen(name.text) == YB_NET_IF_NAME_SIZE)
+        return YB_STATUS_ERROR; // fills its field: too long for any netdev
     return __yb_net_cmd_exec_in_ns(ns.text, command) == 0 ? YB_STATUS_SUCCESS : YB_STATUS_ERROR;
 }

@@ -8,8 +8,11 @@
 
 extern yb_verbosity_t net_lib_verbosity;
 
-#define NET_LIB_LOG(level, format, ...)                                                                      \
-    YB_MESSAGE_WRITE(net_lib_verbosity, "net_lib", level, __func__, __LINE__, format, ##__VA_ARGS__)
+#define NET_LIB_LOG(level, format, ...) NET_LIB_LOG_AS(__func__, level, format, ##__VA_ARGS__)
+
+// For a helper that logs on behalf of the function that people know.
+#define NET_LIB_LOG_AS(function, level, format, ...)                                                         \
+    YB_MESSAGE_WRITE(net_lib_verbosity, "net_lib", level, function, __LINE__, format, ##__VA_ARGS__)
 
 // Write the "entered" and "left" lines when the logging library asks for them.
 void net_lib_trace_entered(const char *function, int32_t line);

@@ -8,6 +8,7 @@
 #include <net/if.h>
 
 #include "net_lib/net_lib_log.h"
+#include "net_lib/rtnl/link_request.h"
 #include "net_lib/rtnl/request.h"
 #include "net_lib_db/text_field.h"
 #include "ybnet/platform/yb_util.h"
@@ -22,13 +23,6 @@ constexpr int attribute_value2 = 2;
 
 // Smaller than the request; kept.
 constexpr int32_t private_attributes_bound = 1024;
-
-struct link_request {
-    struct nlmsghdr header;
-    struct ifinfomsg link;
-    std::byte attributes[YB_NET_RTNL_REQ_SIZE - sizeof(struct nlmsghdr) - sizeof(struct ifinfomsg)];
-};
-static_assert(sizeof(link_request) == YB_NET_RTNL_REQ_SIZE);
 
 // A name fits the request by far, so the builders cannot fail here.
 void build_create(link_request *request, const char *name, const yb_net_port_params_t &port) {

@@ -21,8 +21,8 @@ constexpr size_t name_size = 50;
 constexpr size_t create_command_size = 200;
 constexpr size_t short_command_size = 50;
 
-constexpr uint16_t vlan_ids_max = 4096;
-constexpr uint8_t swids_max = 8;
+constexpr uint16_t vlan_ids = 4096;
+constexpr uint8_t swids = 8;
 constexpr uint8_t swid_special = 254;
 
 // The three names of a request, with what belongs to them.
@@ -43,12 +43,17 @@ yb_status_t build_names(yb_access_cmd_t cmd, const yb_net_interface_params_t *pa
 
 // Id 0 passes: the kernel takes it as a priority tag.
 bool vlan_in_range(uint16_t vlan) {
-    return vlan < vlan_ids_max;
+    return vlan < vlan_ids;
 }
 
 #define LOG_VLAN_OUT_OF_RANGE(vlan)                                                                          \
     NET_LIB_LOG(YB_LEVEL_ERROR, "RM_VLAN_NUMS_CHECK_RANGE(%d) failed, rc = %d \n", vlan,                     \
                 static_cast<int>(YB_STATUS_PARAM_ERROR))
+
+#define LOG_NOT_PORT_VLAN(type)                                                                              \
+    NET_LIB_LOG(YB_LEVEL_ERROR,                                                                              \
+                "ERROR : The interface type is %s, only PORT_VLAN type is supported , rc = %d \n",           \
+                yb_router_interface_type_str(type), static_cast<int>(YB_STATUS_PARAM_ERROR))
 
 // function: not always the caller's own name.
 #define LOG_COMMAND_FAILED(function, command, result)                                                        \
@@ -60,6 +65,7 @@ bool vlan_in_range(uint16_t vlan) {
 
 // The netdev's name goes back to the caller, cut to the field.
 void write_back_name(yb_net_interface_params_t *params, const char *name) {
+    // The precision says to the compiler that the cut is meant.
     (void)snprintf(params->name, sizeof(params->name), "%.*s", static_cast<int>(sizeof(params->name) - 1),
                    name);
 }
@@ -87,7 +93,7 @@ yb_status_t __yb_net_build_if_names(yb_access_cmd_t cmd, const yb_net_interface_
     NET_LIB_TRACE_FUNCTION();
     if (params->type == YB_L2_INTERFACE_TYPE_VLAN) {
         const yb_net_vlan_params_t &vlan = params->by_type.vlan;
-        if (vlan.swid != swid_special && vlan.swid >= swids_max)
+        if (vlan.swid != swid_special && vlan.swid >= swids)
             return YB_STATUS_PARAM_ERROR;
         *out_vlan = vlan.vlan_id;
         *out_name_format = vlan.name_format;
@@ -216,24 +222,20 @@ yb_status_t yb_net_vlan_if_remove(yb_net_interface_params_t *params) {
 
 yb_status_t yb_net_port_vlan_if_change(uint32_t sys_ifindex, const yb_net_interface_params_t *params) {
     NET_LIB_TRACE_FUNCTION();
-    const auto is_port_vlan = [](uint32_t type) {
-        if (type == YB_L2_INTERFACE_TYPE_PORT_VLAN)
-            return true;
-        YB_MESSAGE_WRITE(net_lib_verbosity, "net_lib", YB_LEVEL_ERROR, "yb_net_port_vlan_if_change", __LINE__,
-                         "ERROR : The interface type is %s, only PORT_VLAN type is supported , rc = %d \n",
-                         yb_router_interface_type_str(type), static_cast<int>(YB_STATUS_PARAM_ERROR));
-        return false;
-    };
-    if (!is_port_vlan(params->type))
+    if (params->type != YB_L2_INTERFACE_TYPE_PORT_VLAN) {
+        LOG_NOT_PORT_VLAN(params->type);
         return YB_STATUS_PARAM_ERROR;
+    }
     const uint16_t vlan = params->by_type.port_vlan.vlan_id;
 
     yb_net_interface_record_t stored;
     const yb_status_t status = net_lib_db_interface_get(sys_ifindex, &stored);
     if (status != YB_STATUS_SUCCESS)
         return status;
-    if (!is_port_vlan(stored.params.type))
+    if (stored.params.type != YB_L2_INTERFACE_TYPE_PORT_VLAN) {
+        LOG_NOT_PORT_VLAN(stored.params.type);
         return YB_STATUS_PARAM_ERROR;
+    }
     if (!vlan_in_range(vlan)) {
         LOG_VLAN_OUT_OF_RANGE(vlan);
         return YB_STATUS_PARAM_ERROR;

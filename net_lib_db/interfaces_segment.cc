@@ -48,7 +48,7 @@ constexpr segment_description interfaces_description = {
 
 } // namespace
 
-segment interfaces_segment = {interfaces_description, nullptr, nullptr};
+segment interfaces_segment = {interfaces_description, nullptr, nullptr, -1};
 
 yb_status_t net_lib_interfaces_db_init() {
     return segment_create(interfaces_segment);

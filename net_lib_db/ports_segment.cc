@@ -46,7 +46,7 @@ constexpr segment_description ports_description = {
 
 } // namespace
 
-segment ports_segment = {ports_description, nullptr, nullptr};
+segment ports_segment = {ports_description, nullptr, nullptr, -1};
 
 yb_status_t net_lib_ports_db_init() {
     return segment_create(ports_segment);

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // See segment.h. Sections: messages; the trailer; creating; loading; unloading.
-// Rests on shm_overview(7), mmap(2) and msync(2).
+// Rests on shm_overview(7), mmap(2), msync(2) and flock(2).
 #include "net_lib_db/segment.h"
 
 #include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "net_lib_db/complib/cl_shared_memory.h"
+#include "net_lib_db/file_lock.h"
 #include "net_lib_db/net_lib_db_log.h"
 
 namespace {
@@ -65,6 +67,7 @@ void unregister_user(segment &seg) {
 }
 
 bool map_segment(segment &seg, int descriptor) {
+    seg.descriptor = descriptor;
     seg.reference = mmap(nullptr, seg.description.size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     seg.body = seg.reference == MAP_FAILED ? nullptr : seg.reference;
     return seg.body != nullptr;
@@ -72,18 +75,29 @@ bool map_segment(segment &seg, int descriptor) {
 
 // ---- Creating ---------------------------------------------------------------
 
-// Takes back what segment_create() did to the name and the references.
-yb_status_t give_up_creation(segment &seg) {
+// Sets the file's size and takes the memory for it: a full /dev/shm is met here, not as SIGBUS at some later
+// write.
+bool resize(int descriptor, uint32_t size) {
+    if (ftruncate(descriptor, static_cast<off_t>(size)) != 0)
+        return false;
+    int failed;
+    do {
+        failed = posix_fallocate(descriptor, 0, static_cast<off_t>(size));
+    } while (failed == EINTR);
+    return failed == 0;
+}
+
+// Takes back what a creation did to the name and the references.
+yb_status_t give_up_creation(segment &seg, int descriptor) {
     seg.reference = nullptr;
     seg.body = nullptr;
     (void)cl_shm_destroy(seg.description.name); // the failure already has its message
+    file_unlock(descriptor);
     return YB_STATUS_NO_MEMORY;
 }
 
-} // namespace
-
-// YB_STATUS_SUCCESS with seg.reference NULL: another process made the segment first.
-yb_status_t segment_create(segment &seg) {
+// segment_create() that leaves the new segment's file locked.
+yb_status_t create_locked(segment &seg) {
     const segment_description &description = seg.description;
     const char *const function = description.create_function;
 
@@ -96,19 +110,19 @@ yb_status_t segment_create(segment &seg) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.create_failed);
         return YB_STATUS_NO_MEMORY;
     }
-    // The descriptor stays open for the life of the process, here as in every load.
-    if (ftruncate(descriptor, static_cast<off_t>(description.size)) != 0) {
+    file_lock(descriptor);
+    if (!resize(descriptor, description.size)) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.resize_failed);
-        return give_up_creation(seg);
+        return give_up_creation(seg, descriptor);
     }
     if (!map_segment(seg, descriptor)) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.map_failed);
-        return give_up_creation(seg);
+        return give_up_creation(seg, descriptor);
     }
     if (cl_plock_init_pshared(&segment_trailer(seg).plock) != 0) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.lock_init_failed);
         (void)munmap(seg.body, description.size); // the failure already has its message
-        return give_up_creation(seg);
+        return give_up_creation(seg, descriptor);
     }
     initialize_contents(seg);
     // Last: a segment whose creator died before this fails the check of its later users.
@@ -120,30 +134,75 @@ yb_status_t segment_create(segment &seg) {
     return YB_STATUS_SUCCESS;
 }
 
+} // namespace
+
+yb_status_t segment_create(segment &seg) {
+    const yb_status_t status = create_locked(seg);
+    if (seg.reference != nullptr)
+        file_unlock(seg.descriptor);
+    return status;
+}
+
 // ---- Loading ----------------------------------------------------------------
 
 namespace {
 
-// How long a load waits for another process that is creating the segment right now.
-constexpr int creator_wait_rounds = 2000;
+// How long a load waits for another process that is creating the segment right now, and how often it looks.
+constexpr time_t creator_wait_seconds = 2;
 constexpr timespec creator_wait_round = {0, 1'000'000};
 
-// A creator makes the file, sizes it in one step, and writes the size check last. Only its two unfinished
-// states, an empty file and a size check of 0, are worth waiting for; all others tell the layout at once.
-// Never reads beyond the file's end.
-bool layout_matches(segment &seg, int descriptor) {
-    for (int round = 0;; round++) {
-        struct stat status;
-        if (fstat(descriptor, &status) != 0)
-            return false;
-        const bool sized = status.st_size >= static_cast<off_t>(seg.description.size);
-        const uint32_t size_check = sized ? size_check_of(seg) : 0;
-        if (size_check == seg.description.size)
-            return true;
-        if (size_check != 0 || (!sized && status.st_size != 0) || round == creator_wait_rounds)
-            return false;
+bool is_before(const timespec &deadline) {
+    timespec now;
+    (void)clock_gettime(CLOCK_MONOTONIC, &now); // this clock always exists
+    return now.tv_sec < deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec < deadline.tv_nsec);
+}
+
+enum class layout {
+    matches,
+    unfinished, // its creator is not done, or died
+    foreign,    // of another build
+    gone        // the name stands for it no more: its last user has left, or its creator gave up
+};
+
+// A creator makes the file, sizes it in one step and writes the size check last: only its two unfinished
+// states, an empty file and a size check of 0, are worth waiting for. Never reads behind the file's end.
+layout layout_of(segment &seg) {
+    struct stat status;
+    if (fstat(seg.descriptor, &status) != 0)
+        return layout::foreign;
+    if (status.st_nlink == 0)
+        return layout::gone;
+    if (status.st_size < static_cast<off_t>(seg.description.size))
+        return status.st_size == 0 ? layout::unfinished : layout::foreign;
+    const uint32_t size_check = size_check_of(seg);
+    if (size_check == seg.description.size)
+        return layout::matches;
+    return size_check == 0 ? layout::unfinished : layout::foreign;
+}
+
+// What a mapped segment turns out to be; its file is locked when it matches. The lock is not waited for before:
+// its creator holds it, and may be stopped or dead.
+layout lock_and_check(segment &seg) {
+    timespec deadline;
+    (void)clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += creator_wait_seconds;
+    layout found = layout_of(seg);
+    while (found == layout::unfinished && is_before(deadline)) {
         (void)nanosleep(&creator_wait_round, nullptr);
+        found = layout_of(seg);
     }
+    if (found != layout::matches)
+        return found;
+
+    file_lock(seg.descriptor);
+    const uint32_t lock_state = segment_trailer(seg).plock.state;
+    if (layout_of(seg) == layout::gone)
+        return layout::gone; // its last user left while the lock was waited for
+    if (lock_state != CL_PLOCK_DESTROYING && lock_state != CL_PLOCK_DESTROYED)
+        return layout::matches;
+    // Its last user died between destroying the lock and removing the name: finish that.
+    (void)cl_shm_destroy(seg.description.name);
+    return layout::gone;
 }
 
 yb_status_t reload(segment &seg, uint32_t reinitialize) {
@@ -160,37 +219,50 @@ yb_status_t reload(segment &seg, uint32_t reinitialize) {
     return YB_STATUS_SUCCESS;
 }
 
-yb_status_t attach(segment &seg, int descriptor, uint32_t reinitialize) {
+// False when the segment behind the descriptor is gone, with nothing changed; else the load's status is known.
+bool attach(segment &seg, int descriptor, uint32_t reinitialize, yb_status_t *out_status) {
     const segment_description &description = seg.description;
     const char *const function = description.load_function;
 
     if (!map_segment(seg, descriptor)) {
         // The reference keeps MAP_FAILED: a second load then counts as one, until an unload clears it.
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.map_failed);
-        return YB_STATUS_NO_MEMORY;
+        *out_status = YB_STATUS_NO_MEMORY;
+        return true;
     }
-    if (!layout_matches(seg, descriptor)) {
+    const layout found = lock_and_check(seg);
+    if (found == layout::gone) {
+        (void)munmap(seg.body, description.size); // an orphan's mapping: nobody misses it
+        seg.reference = nullptr;
+        seg.body = nullptr;
+        close(descriptor); // and with it the file's lock; only descriptors of segments that were loaded stay
+        return false;
+    }
+    if (found != layout::matches) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.mismatch);
         if (munmap(seg.body, description.size) != 0)
             SEGMENT_LOG(YB_LEVEL_ERROR, function, description.unmap_failed);
         seg.body = nullptr; // the reference stays set, as above
-        return YB_STATUS_ERROR;
+        *out_status = YB_STATUS_ERROR;
+        return true;
     }
     // Exactly 1 here, any non-zero value in reload(): callers rely on both.
     if (reinitialize == 1)
         initialize_contents(seg);
     register_user(seg);
+    *out_status = YB_STATUS_SUCCESS;
     // Tested after the registration, which an unload takes back.
     if (segment_trailer(seg).initialized_marker != YB_NET_DB_INITIALIZED_MARKER) {
         SEGMENT_LOG(YB_LEVEL_ERROR, function, description.not_initialized);
-        return YB_STATUS_DB_NOT_INITIALIZED;
+        *out_status = YB_STATUS_DB_NOT_INITIALIZED;
     }
-    return YB_STATUS_SUCCESS;
+    file_unlock(descriptor);
+    return true;
 }
 
-// A segment can vanish between a lost creation race and the second look, when its last user unloads; more
-// rounds than this mean that something else is wrong.
-constexpr int creation_rounds = 64;
+// A segment can vanish between a lost creation race and the next look, when its last user unloads; more rounds
+// than this mean that something else is wrong.
+constexpr int rounds_max = 1000;
 
 } // namespace
 
@@ -200,17 +272,23 @@ yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
 
     const segment_description &description = seg.description;
     yb_status_t status = YB_STATUS_NO_MEMORY;
-    for (int round = 0; round < creation_rounds; round++) {
+    bool creation_tried = false;
+    for (int round = 0; round < rounds_max; round++) {
         int descriptor = -1;
-        if (cl_shm_open(description.name, &descriptor) == 0)
-            return attach(seg, descriptor, reinitialize);
-        if (round > 0 && errno != ENOENT)
+        if (cl_shm_open(description.name, &descriptor) == 0) {
+            if (attach(seg, descriptor, reinitialize, &status))
+                return status;
+            continue;
+        }
+        if (creation_tried && errno != ENOENT)
             break; // it exists and cannot be opened: creating it again would not help
-        status = segment_create(seg);
+        creation_tried = true;
+        status = create_locked(seg);
         if (status != YB_STATUS_SUCCESS)
             break;
         if (seg.reference != nullptr) {
             register_user(seg);
+            file_unlock(seg.descriptor);
             return YB_STATUS_SUCCESS;
         }
         status = YB_STATUS_NO_MEMORY; // another process was first: open what it made
@@ -221,11 +299,23 @@ yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
 
 // ---- Unloading --------------------------------------------------------------
 
+namespace {
+
+// A file removed by hand leaves its users on an orphan; the name may stand for a new segment by now.
+void remove_name(const segment &seg) {
+    struct stat status;
+    if (fstat(seg.descriptor, &status) != 0 || status.st_nlink != 0)
+        (void)cl_shm_destroy(seg.description.name); // gone already is as good
+}
+
+} // namespace
+
 yb_status_t segment_unload(segment &seg) {
     if (seg.body == nullptr) {
         seg.reference = nullptr;
         return YB_STATUS_SUCCESS;
     }
+    file_lock(seg.descriptor);
     unregister_user(seg);
     const bool last_user = segment_trailer(seg).user_count == 0;
     if (last_user)
@@ -236,7 +326,8 @@ yb_status_t segment_unload(segment &seg) {
     seg.reference = nullptr;
     seg.body = nullptr;
     if (last_user)
-        (void)cl_shm_destroy(seg.description.name); // gone already is as good
+        remove_name(seg);
+    file_unlock(seg.descriptor);
     return unmapped ? YB_STATUS_SUCCESS : YB_STATUS_ERROR;
 }
 

@@ -60,8 +60,13 @@ struct segment {
 
     // The mapping while it may be used, else NULL.
     void *body;
+
+    // Of the segment that reference was mapped from. Open for the life of the process, as every descriptor of
+    // a segment.
+    int descriptor;
 };
 
+// YB_STATUS_SUCCESS with reference NULL: another process made the segment first.
 yb_status_t segment_create(segment &seg);
 yb_status_t segment_load(segment &seg, uint32_t reinitialize);
 yb_status_t segment_unload(segment &seg);

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * The interfaces database and the frame of both databases, as exported by
- * libybnet.so.1. Most processes need only net_lib.h; this header is for those
+ * The interfaces database, the ports database and the frame of both, as exported
+ * by libybnet.so.1. Most processes need only net_lib.h; this header is for those
  * that work on the shared records directly.
  *
  * What holds for every function here
@@ -12,18 +12,27 @@
  *     without unloading stays in the count, and the segment then stays until
  *     somebody removes the file under /dev/shm.
  *  2. Each segment carries one process-shared lock, taken exclusively by every
- *     access, reads included. It is not recursive: a thread that holds it (see
- *     net_lib_db_interface_lock_acquire()) may call only
- *     net_lib_db_interface_add_full() with take_lock 0, and
- *     net_lib_db_interface_lock_release().
+ *     access, reads included. It is not recursive: a thread that holds the
+ *     interfaces lock (net_lib_db_interface_lock_acquire()) may call, of the
+ *     functions that use it, only net_lib_db_interface_add_full() with take_lock
+ *     0 and net_lib_db_interface_lock_release(). Another call is reported (an
+ *     assertion with a backtrace in the log), goes on, and gives the lock up too
+ *     early. The ports lock is held inside calls only.
+ *     The lock tells threads apart by their ids: all users must share one PID
+ *     namespace. No thread may be cancelled (pthread_cancel(3)) while it holds it.
  *  3. Functions other than load and unload may be called from any thread.
  *     Loads and unloads must not run beside any other call of the process.
  *  4. Results are copies. A caller's memory is never touched while a segment's
- *     lock is held; outputs are written on success only.
+ *     lock is held; outputs are written on success only. Exceptions are named
+ *     at their functions.
  *  5. Messages go through yb_log() under "YB_NET_LIB" at the level named here,
  *     when the net_lib_db verbosity allows it, and to the trace buffer.
- *  6. A child made by fork(2) shares its parent's mappings but is no user of
- *     its own: it must neither unload nor outlive its parent's use.
+ *  6. A child made by fork(2) shares its parent's mappings and its registration:
+ *     exactly one of the two unloads, and the other stops using the library
+ *     before that (a parent that only exits has).
+ *  7. Whoever may write to a segment is trusted: records read from it are never
+ *     used unchecked as an index or a length, but a forged lock blocks everybody,
+ *     and a file cut short kills its users.
  */
 #ifndef YBNET_NET_LIB_DB_H
 #define YBNET_NET_LIB_DB_H
@@ -32,6 +41,7 @@
 
 #include "ybnet/yb_access_cmd.h"
 #include "ybnet/yb_net_interface.h"
+#include "ybnet/yb_net_port.h"
 #include "ybnet/yb_status.h"
 
 #ifdef __cplusplus
@@ -65,19 +75,33 @@ yb_status_t net_lib_db_log_verbosity_level(yb_access_cmd_t cmd, uint32_t *level)
  * Returns
  *   YB_STATUS_SUCCESS              loaded (or, loaded before, erased)
  *   YB_STATUS_ALREADY_INITIALIZED  loaded before and reinitialize is 0 (WARN)
- *   YB_STATUS_ERROR                the segment has another layout, or is shorter than it should be and stays
- *                                  so while the call waits two seconds for its creator; nothing is erased
- *                                  or removed (ERROR). Stop all users and delete the file.
- *   YB_STATUS_NO_MEMORY            it could be neither opened nor created, sized, mapped or given its lock (ERROR)
+ *   YB_STATUS_ERROR                the segment has another layout, or its creator died while making it; nothing is
+ *                                  erased or removed (ERROR). Stop all users, unload and delete the file.
+ *   YB_STATUS_NO_MEMORY            it could be neither opened nor created, sized, mapped or given its lock (ERROR;
+ *                                  a failed creation logs two lines)
  *   YB_STATUS_DB_NOT_INITIALIZED   the segment exists but was never initialised (ERROR). The process is
  *                                  registered as a user all the same: unload it, or load with reinitialize 1.
  *
- * The descriptor (shm_open(3), close-on-exec) stays open for the life of the
- * process: each load that maps the segment costs one.
+ * After YB_STATUS_ERROR, and after YB_STATUS_NO_MEMORY for a failed mapping, the
+ * process counts as one that has loaded: a second load answers
+ * YB_STATUS_ALREADY_INITIALIZED or, with reinitialize, YB_STATUS_ERROR, all else
+ * YB_STATUS_DB_NOT_INITIALIZED, until it unloads.
+ *
+ * Blocks while another process creates, loads or unloads the segment (flock(2)),
+ * and up to two seconds for a creator that has not got that far.
+ *
+ * The file is made with mode 0666 less the umask of its creator: users whom that
+ * shuts out get YB_STATUS_NO_MEMORY. The descriptor (shm_open(3), close-on-exec)
+ * stays open for the life of the process: each load that finds or makes a
+ * segment costs one, also when it fails after that.
  */
 yb_status_t net_lib_db_interfaces_load(uint32_t reinitialize);
 
-/* The same for the ports database, "/net_lib_port". */
+/*
+ * The same for the ports database, "/net_lib_port". Erasing leaves the maps from
+ * logical ports to system ifindexes as they were, and the MLAG id of LAG index
+ * 255: net_lib_db_log_port_get() still answers the old ports afterwards.
+ */
 yb_status_t net_lib_db_ports_load(uint32_t reinitialize);
 
 /*
@@ -87,7 +111,7 @@ yb_status_t net_lib_db_ports_load(uint32_t reinitialize);
  *
  * unused: ignored.
  * Returns YB_STATUS_SUCCESS, or YB_STATUS_ERROR when munmap(2) failed (ERROR);
- * the database counts as unloaded in either case.
+ * the database counts as unloaded in either case. Blocks as a load does.
  */
 yb_status_t net_lib_db_interfaces_unload(uint32_t unused);
 
@@ -171,6 +195,135 @@ yb_status_t net_lib_db_interface_get_by_linux_ifindex_ns_vrf(uint32_t linux_ifin
 yb_status_t net_lib_db_interface_get_by_linux_ifindex_ns(uint32_t linux_ifindex, const char *ns_name,
                                                          yb_net_interface_record_t *out);
 yb_status_t net_lib_db_interface_get_by_linux_ifindex(uint32_t linux_ifindex, yb_net_interface_record_t *out);
+
+/* ---- Port records ------------------------------------------------------- */
+
+/*
+ * Ports are kept in a hash table of 65,536 buckets under their system ifindex,
+ * never 0, beside maps from logical ports and MLAG ids (yb_net_port.h has the
+ * record and the bit layout). Every function below returns
+ * YB_STATUS_DB_NOT_INITIALIZED, with an ERROR line and without touching the
+ * lock, when this process has not loaded the database. Changes flush the
+ * segment unless said otherwise, failed searches included.
+ *
+ * What surprises
+ *
+ *  - A port that was never recorded usually reads as a record of zeros with
+ *    YB_STATUS_SUCCESS: the search ends on an empty bucket, and that is the
+ *    answer. Removing such a port succeeds too, and binding it to a LAG leaves
+ *    the binding in the empty bucket, where other unknown ports then read it.
+ *    YB_STATUS_ENTRY_NOT_FOUND comes only where other ports crowd. To ask
+ *    whether a port is recorded, look at a field that its owner never leaves 0.
+ *  - A system ifindex whose CRC-16 is 0 is not kept like others: its bucket
+ *    counts as empty. It can be read, until another port takes the bucket over
+ *    without a word, is not listed, and is replaced, not merged, when set again.
+ *    It harms others too: a port whose search ends on that bucket, recorded or
+ *    not, reads its record, and removes or changes it, as its own. To be sure
+ *    that a record read is the port's own, compare what
+ *    net_lib_db_log_port_get() finds for its log_port with the system ifindex.
+ *  - A removed port's bucket is seldom used again. Setting and removing over and
+ *    over fills the table, until it is erased.
+ *  - The maps follow the last call: a port that is given another logical port
+ *    stays under the old one too, and removing it clears the slots of its
+ *    recorded logical port and MLAG id, whoever set them last.
+ *  - An MLAG id keeps its LAG: after a LAG went from MLAG id 9 to 0 or 10,
+ *    net_lib_db_lag_get() of 9 still answers it, and removing the LAG clears the
+ *    slot of its recorded id only. Members of a removed LAG keep their
+ *    lag_log_port.
+ *  - Erasing (net_lib_db_ports_load()) leaves the maps from logical ports to
+ *    system ifindexes as they were: net_lib_db_log_port_get() still answers old
+ *    ports.
+ *  - LAG index 255 and port index 0 share one slot of the maps to system
+ *    ifindexes.
+ */
+
+/*
+ * Records a port, or merges info into its record (yb_net_port_info_t says how).
+ * When info->log_port is not 0, also points the maps at it: a single port's to
+ * sys_ifindex; a LAG's to sys_ifindex and info->mlag_id, 0 included, and that
+ * MLAG id to the LAG.
+ *
+ * info: the caller's, read before the lock is taken; must not be NULL.
+ *
+ * Returns
+ *   YB_STATUS_SUCCESS
+ *   YB_STATUS_PARAM_ERROR          sys_ifindex is 0 (ERROR)
+ *   YB_STATUS_PARAM_EXCEEDS_RANGE  info->log_port is a LAG and info->mlag_id above 1000 (ERROR)
+ *   YB_STATUS_ERROR                the table is full (ERROR, two lines, with the lock held). The maps stay as
+ *                                  they are, but ports moved: this one may be recorded all the same, and
+ *                                  another one lost in its place.
+ */
+yb_status_t net_lib_db_port_set(uint32_t sys_ifindex, const yb_net_port_info_t *info);
+
+/*
+ * Removes a port, and clears the map slots of its recorded logical port and, of
+ * a LAG, MLAG id.
+ *
+ * Returns YB_STATUS_SUCCESS; YB_STATUS_PARAM_ERROR (ERROR) when sys_ifindex is
+ * 0; YB_STATUS_ENTRY_NOT_FOUND (ERROR, two lines, with the lock held).
+ */
+yb_status_t net_lib_db_port_remove(uint32_t sys_ifindex);
+
+/*
+ * Copies the record out; out must not be NULL. Statuses and messages as for
+ * remove. A port that was never recorded usually reads as zeros.
+ */
+yb_status_t net_lib_db_port_get(uint32_t sys_ifindex, yb_net_port_info_t *out);
+
+/*
+ * Copies records out, in the table's order, which means nothing to callers.
+ *
+ * protocol: 1 or 2 for ports with this protocol, 0 for all. out_ports: room for
+ * *size records, at least one; or NULL to count only. size: in, how many records
+ * at most, ignored without an array; out, how many there were or were copied.
+ *
+ * A *size of 0 with an array works like 1. An array of more than one record is
+ * written to with the lock held; its first and last byte are touched (not
+ * changed) before, so *size must be its true size; above 65,536 counts as that.
+ *
+ * Returns YB_STATUS_SUCCESS; YB_STATUS_ERROR (ERROR) for a NULL size, even when
+ * the database is not loaded; YB_STATUS_PARAM_EXCEEDS_RANGE (ERROR) for a
+ * protocol above 2.
+ */
+yb_status_t net_lib_db_ports_get_all(uint32_t protocol, yb_net_port_info_t *out_ports, uint32_t *size);
+
+/*
+ * Finds the system ifindex of a logical port, single or LAG, in the maps.
+ *
+ * Returns YB_STATUS_SUCCESS; YB_STATUS_PARAM_ERROR (ERROR) when log_port is 0;
+ * YB_STATUS_PARAM_NULL (ERROR); YB_STATUS_ENTRY_NOT_FOUND (INFO), with 0 written
+ * to *out_sys_ifindex.
+ */
+yb_status_t net_lib_db_log_port_get(uint32_t log_port, uint32_t *out_sys_ifindex);
+
+/*
+ * Reads the LAG that an MLAG id is bound to: its logical port, 0 when unbound.
+ * out_log_port must not be NULL.
+ *
+ * Returns YB_STATUS_SUCCESS, bound or not; YB_STATUS_PARAM_EXCEEDS_RANGE (ERROR)
+ * unless mlag_id is 1 to 1000. An id that is bound is logged at NOTICE, with the
+ * lock held, as "not bound": expect the line.
+ */
+yb_status_t net_lib_db_lag_get(uint16_t mlag_id, uint32_t *out_log_port);
+
+/*
+ * Reads the MLAG id that a LAG is bound to, 0 when unbound. out_mlag_id must not
+ * be NULL.
+ *
+ * Returns YB_STATUS_SUCCESS, bound or not; YB_STATUS_PARAM_ERROR (ERROR) when
+ * log_port is not a LAG. NOTICE as for net_lib_db_lag_get().
+ */
+yb_status_t net_lib_db_mlag_get(uint32_t log_port, uint16_t *out_mlag_id);
+
+/*
+ * Records that a port is a member of the LAG log_port, or of none when log_port
+ * is 0. Does not flush, and looks at no map: the LAG need not be recorded.
+ *
+ * Returns YB_STATUS_SUCCESS; YB_STATUS_PARAM_ERROR (ERROR) when sys_ifindex is 0
+ * or log_port neither 0 nor a LAG; YB_STATUS_ENTRY_NOT_FOUND (ERROR, two lines,
+ * with the lock held).
+ */
+yb_status_t net_lib_db_port_lag_set(uint32_t sys_ifindex, uint32_t log_port);
 
 #ifdef __cplusplus
 }

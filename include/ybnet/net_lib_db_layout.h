@@ -31,6 +31,7 @@
 #include <stdint.h>
 
 #include "ybnet/yb_net_interface.h"
+#include "ybnet/yb_net_port.h"
 #include "ybnet/yb_static_assert.h"
 
 #define YB_NET_INTERFACES_SEGMENT_NAME "/net_lib_ifc"
@@ -38,6 +39,7 @@
 
 #define YB_NET_DB_INITIALIZED_MARKER 222
 #define YB_NET_INTERFACES_MAX 4096
+#define YB_NET_PORTS_MAX 65536
 
 enum { CL_PLOCK_INITIALIZED = 2, CL_PLOCK_DESTROYING = 3, CL_PLOCK_DESTROYED = 4 };
 
@@ -72,19 +74,39 @@ typedef struct net_lib_db_interfaces_segment {
     net_lib_db_trailer_t trailer;
 } net_lib_db_interfaces_segment_t;
 
-/* Parts of the ports segment's body that are cleared when it is initialised. */
+/*
+ * One bucket of the port hash table. Empty when hash is 0, whatever else it
+ * holds; a removed port leaves its bucket with deleted 1 and hash kept.
+ */
+typedef struct net_lib_port_entry {
+    uint32_t sys_ifindex; /* the key; 0 in a removed entry */
+    yb_net_port_info_t info;
+    uint8_t deleted; /* 1 once the port was removed */
+    uint8_t reserved[3];
+    uint32_t hash; /* home bucket, the CRC-16 of the key */
+} net_lib_port_entry_t;
+
+/*
+ * Parts of the ports segment's body. Initialising it clears port_table,
+ * lag_to_mlag but for its last entry, and mlag_to_lag. The other two are left as
+ * they are: zeros in a segment just made, old ports in one that is erased.
+ */
 #define YB_NET_PORT_TABLE_SIZE 5505024
 #define YB_NET_LAG_TO_MLAG_LENGTH 256
 #define YB_NET_MLAG_TO_LAG_LENGTH 1001
 #define YB_NET_LAG_TO_IFINDEX_LENGTH 255
 #define YB_NET_PORT_TO_IFINDEX_LENGTH 65536
 
+/*
+ * LAG indexes run to 255, but lag_to_ifindex ends at 254: the slot of LAG index
+ * 255 is the first of port_to_ifindex, and processes of the stack count on it.
+ */
 typedef struct net_lib_db_ports_segment {
-    uint8_t port_table[YB_NET_PORT_TABLE_SIZE];
-    uint16_t lag_to_mlag[YB_NET_LAG_TO_MLAG_LENGTH];
-    uint32_t mlag_to_lag[YB_NET_MLAG_TO_LAG_LENGTH];
-    uint32_t lag_to_ifindex[YB_NET_LAG_TO_IFINDEX_LENGTH];
-    uint32_t port_to_ifindex[YB_NET_PORT_TO_IFINDEX_LENGTH];
+    net_lib_port_entry_t port_table[YB_NET_PORTS_MAX];
+    uint16_t lag_to_mlag[YB_NET_LAG_TO_MLAG_LENGTH];         /* by LAG index; 0 = none */
+    uint32_t mlag_to_lag[YB_NET_MLAG_TO_LAG_LENGTH];         /* by MLAG id, the LAG's logical port */
+    uint32_t lag_to_ifindex[YB_NET_LAG_TO_IFINDEX_LENGTH];   /* by LAG index, the system ifindex */
+    uint32_t port_to_ifindex[YB_NET_PORT_TO_IFINDEX_LENGTH]; /* by port index, the system ifindex */
     net_lib_db_trailer_t trailer;
 } net_lib_db_ports_segment_t;
 
@@ -110,6 +132,15 @@ YB_ASSERT_SIZE(net_lib_db_interfaces_segment_t, 475216);
 YB_ASSERT_OFFSET(net_lib_db_interfaces_segment_t, entries, 0);
 YB_ASSERT_OFFSET(net_lib_db_interfaces_segment_t, trailer, 0x74000);
 
+YB_ASSERT_SIZE(net_lib_port_entry_t, 84);
+YB_ASSERT_OFFSET(net_lib_port_entry_t, sys_ifindex, 0);
+YB_ASSERT_OFFSET(net_lib_port_entry_t, info, 4);
+YB_ASSERT_OFFSET(net_lib_port_entry_t, deleted, 76);
+YB_ASSERT_OFFSET(net_lib_port_entry_t, reserved, 77);
+YB_ASSERT_OFFSET(net_lib_port_entry_t, hash, 80);
+YB_STATIC_ASSERT(sizeof(net_lib_port_entry_t) * YB_NET_PORTS_MAX == YB_NET_PORT_TABLE_SIZE,
+                 port_table_has_its_size);
+
 YB_ASSERT_SIZE(net_lib_db_ports_segment_t, 5772784);
 YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, port_table, 0);
 YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, lag_to_mlag, 0x540000);
@@ -117,5 +148,9 @@ YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, mlag_to_lag, 0x540200);
 YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, lag_to_ifindex, 5509540);
 YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, port_to_ifindex, 5510560);
 YB_ASSERT_OFFSET(net_lib_db_ports_segment_t, trailer, 0x5815A0);
+YB_STATIC_ASSERT(offsetof(net_lib_db_ports_segment_t, lag_to_ifindex) +
+                         sizeof(uint32_t) * YB_NET_LAG_TO_IFINDEX_LENGTH ==
+                     offsetof(net_lib_db_ports_segment_t, port_to_ifindex),
+                 lag_index_255_lies_on_port_index_0);
 
 #endif

@@ -38,8 +38,8 @@ enum { YB_NET_NAME_FORMAT_SWID = 0, YB_NET_NAME_FORMAT_VLAN = 1 };
 typedef struct yb_net_vlan_params {
     uint8_t swid; /* switch partition: 0 to 7, or 254 */
     uint8_t reserved;
-    uint16_t vlan_id;     /* 802.1Q id, 0 to 4095 */
-    uint32_t name_format; /* YB_NET_NAME_FORMAT_* */
+    uint16_t vlan_id;      /* 802.1Q id, 0 to 4095 */
+    uint32_t name_format;  /* YB_NET_NAME_FORMAT_* */
     uint32_t parent_given; /* non-zero: the VLAN is stacked on parent_name instead of "swid%d_eth" */
     char parent_name[YB_NET_IF_NAME_SIZE];
 } yb_net_vlan_params_t;
@@ -60,8 +60,9 @@ typedef struct yb_net_port_params {
 } yb_net_port_params_t;
 
 /*
- * One router interface as its owner describes it. Names are NUL-terminated; a
- * name that fills its field without a NUL is read up to the field's end.
+ * One router interface as its owner describes it. Names are NUL-terminated; of a
+ * name that fills its field without a NUL nothing behind the field is read (such
+ * a netdev name is refused or cut to 15 characters, the kernel's limit).
  *
  *   0         16               48         64     68    72                100
  *   | name    | ns_name        | vrf_name | vrf  | type| by type         |
@@ -71,8 +72,8 @@ typedef struct yb_net_interface_params {
     char name[YB_NET_IF_NAME_SIZE];      /* netdev name; written back for VLAN and PORT_VLAN */
     char ns_name[YB_NET_NS_NAME_SIZE];   /* network namespace; "" is the caller's own */
     char vrf_name[YB_NET_VRF_NAME_SIZE]; /* VRF name */
-    uint32_t vrf_valid; /* 1: vrf_name is meaningful and takes part in duplicate detection */
-    uint32_t type;      /* YB_L2_INTERFACE_TYPE_* */
+    uint32_t vrf_valid;                  /* 1: vrf_name is meaningful and takes part in duplicate detection */
+    uint32_t type;                       /* YB_L2_INTERFACE_TYPE_* */
     union {
         yb_net_vlan_params_t vlan;
         yb_net_port_vlan_params_t port_vlan;

@@ -30,11 +30,14 @@ extern "C" {
 #define YB_NET_RTNL_REQ_SIZE 1056
 
 /*
- * The process's NETLINK_ROUTE request socket. Opened by the first function that
- * sends a request, never closed. To be read, not written, by others: its port
- * id (local.nl_pid) is usually the process id, which an event socket of the
- * same process then cannot have. Not guarded: functions that send requests are
- * called from one thread at a time.
+ * The process's NETLINK_ROUTE request socket. Opened by the first call of
+ * yb_net_interface_state_set() or of a function that makes or removes a port
+ * netdev, in the network namespace of that call, where its requests go ever
+ * after; never closed. To be read, not written, by others: its port id
+ * (local.nl_pid) is usually the process id, which an event socket of the same
+ * process then cannot have. Not guarded: functions that send requests are called
+ * from one thread at a time. A child made by fork(2) shares the socket: only one
+ * of the two may send requests, else each may take the other's answer.
  */
 typedef struct rtnl_handle {
     int32_t fd;               /* -1 before the first open */

@@ -13,15 +13,17 @@ namespace {
 constexpr size_t header_size = sizeof(struct nlmsghdr);
 
 // An answer of type NLMSG_ERROR, payload_size bytes of it.
-rtnl_ack error_answer(const struct nlmsgerr *answer, size_t payload_size) {
-    if (payload_size < sizeof(struct nlmsgerr)) {
+rtnl_ack error_answer(const std::byte *payload, size_t payload_size) {
+    struct nlmsgerr answer;
+    if (payload_size < sizeof(answer)) {
         (void)fputs("ERROR truncated\n", stderr);
         return rtnl_ack::failed;
     }
-    if (answer->error == 0)
+    memcpy(&answer, payload, sizeof(answer));
+    if (answer.error == 0)
         return rtnl_ack::acknowledged;
     // Negated in unsigned arithmetic: a broken answer may carry INT_MIN.
-    const int reason = static_cast<int>(-static_cast<uint32_t>(answer->error));
+    const int reason = static_cast<int>(-static_cast<uint32_t>(answer.error));
     (void)fprintf(stderr, "RTNETLINK answers [%d]: %s\n", reason, strerror(reason));
     errno = reason;
     return rtnl_ack::failed;
@@ -34,8 +36,9 @@ rtnl_ack rtnl_ack_find(const void *datagram, size_t size, bool truncated, uint32
     const auto *at = static_cast<const std::byte *>(datagram);
     size_t remaining = size;
     while (remaining >= header_size) {
-        const auto *const header = reinterpret_cast<const struct nlmsghdr *>(at);
-        const size_t length = header->nlmsg_len;
+        struct nlmsghdr header;
+        memcpy(&header, at, sizeof(header));
+        const size_t length = header.nlmsg_len;
         if (length < header_size || length > remaining) {
             if (truncated)
                 (void)fputs("Truncated message\n", stderr);
@@ -43,10 +46,9 @@ rtnl_ack rtnl_ack_find(const void *datagram, size_t size, bool truncated, uint32
                 (void)fprintf(stderr, "!!!malformed message: len=%d\n", static_cast<int>(length));
             return rtnl_ack::failed;
         }
-        if (header->nlmsg_pid == port_id && header->nlmsg_seq == sequence) {
-            if (header->nlmsg_type == NLMSG_ERROR)
-                return error_answer(reinterpret_cast<const struct nlmsgerr *>(at + header_size),
-                                    length - header_size);
+        if (header.nlmsg_pid == port_id && header.nlmsg_seq == sequence) {
+            if (header.nlmsg_type == NLMSG_ERROR)
+                return error_answer(at + header_size, length - header_size);
             (void)fputs("Unexpected reply!!!\n", stderr);
         }
         // The last message may end unaligned: its padding is not part of the datagram.

@@ -14,8 +14,8 @@ enum class rtnl_ack {
     receive_further // no answer in this datagram
 };
 
-// datagram: size bytes as received, aligned as a netlink header; truncated: MSG_TRUNC was set. port_id and
-// sequence tell an answer to the request from other messages. Reads nothing behind size.
+// datagram: size bytes as received, at any alignment; truncated: MSG_TRUNC was set. port_id and sequence tell
+// an answer to the request from other messages. Reads nothing behind size.
 rtnl_ack rtnl_ack_find(const void *datagram, size_t size, bool truncated, uint32_t port_id,
                        uint32_t sequence);
 

@@ -4,6 +4,7 @@
 #include "net_lib/rtnl/request.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -81,7 +82,7 @@ int32_t rtnl_talk(struct nlmsghdr *n) {
         return 1;
     }
 
-    alignas(struct nlmsghdr) char buffer[YB_NET_RTNL_RECV_BUF_SIZE] = {};
+    alignas(struct nlmsghdr) std::byte buffer[YB_NET_RTNL_RECV_BUF_SIZE] = {};
     for (;;) {
         struct sockaddr_nl source = {};
         part = {buffer, sizeof(buffer)};

@@ -3,7 +3,8 @@
 // The process-shared lock in each segment's trailer: a pthread read/write lock
 // that is only ever taken exclusively (pthread_rwlock_wrlock(3p) with
 // PTHREAD_PROCESS_SHARED), with a state word beside it. A failed precondition or
-// lock call is reported (cl_assert.h) and the caller goes on.
+// lock call is reported (cl_assert.h) and the caller goes on; what a NULL lock
+// makes impossible is stepped over.
 #ifndef YBNET_COMPLIB_CL_PASSIVELOCK_H
 #define YBNET_COMPLIB_CL_PASSIVELOCK_H
 
@@ -12,7 +13,8 @@
 #include "net_lib_db/complib/cl_assert.h"
 #include "ybnet/net_lib_db_layout.h"
 
-static_assert(sizeof(pthread_rwlock_t) == sizeof(cl_plock_t::rwlock), "the segment format holds glibc's lock");
+static_assert(sizeof(pthread_rwlock_t) == sizeof(cl_plock_t::rwlock),
+              "the segment format holds glibc's lock");
 static_assert(alignof(pthread_rwlock_t) <= alignof(cl_plock_t));
 
 #define CL_PLOCK_ASSERT(condition) CL_ASSERT(condition, "complib/cl_passivelock")

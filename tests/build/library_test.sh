@@ -43,6 +43,8 @@ undefined=$(nm -D --undefined-only "$library" | awk '{print $2}' | LC_ALL=C sort
 check 'leaves every platform function that it calls to the process' \
     "$(grep -E '^(yb_|ybd_|crc_16|g_yb_)' <<<"$undefined")" \
     "$(grep -vE '@|^(_ITM_|__gmon_start__|nl)' <<<"$undefined")"
+check 'calls two functions of libnl, on sockets that it is given' $'nl_socket_get_fd\nnl_socket_set_buffer_size' \
+    "$(grep -E '^(nl|genl)' <<<"$undefined" | sed 's/@.*//')"
 check 'calls no allocator and no C++ runtime' '' \
     "$(grep -E '^(malloc|calloc|realloc|reallocarray|aligned_alloc|posix_memalign|strdup|strndup|asprintf|vasprintf|_Z)' \
         <<<"$undefined" || true)"

@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <fcntl.h>
 #include <map>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <utility>
@@ -37,6 +39,8 @@ const char *const known[] = {"shm_open",
                              "shm_unlink",
                              "ftruncate",
                              "fstat",
+                             "flock",
+                             "posix_fallocate",
                              "mmap",
                              "munmap",
                              "msync",
@@ -182,6 +186,9 @@ INTERPOSE(int, shm_open, (const char *name, int flags, mode_t mode), (name, flag
 INTERPOSE(int, shm_unlink, (const char *name), (name), -1)
 INTERPOSE(int, ftruncate, (int descriptor, off_t size) noexcept, (descriptor, size), -1)
 INTERPOSE(int, fstat, (int descriptor, struct stat *status) noexcept, (descriptor, status), -1)
+INTERPOSE(int, flock, (int descriptor, int operation) noexcept, (descriptor, operation), -1)
+INTERPOSE(int, posix_fallocate, (int descriptor, off_t offset, off_t size), (descriptor, offset, size),
+          reason)
 INTERPOSE(void *, mmap,
           (void *address, size_t size, int protection, int flags, int descriptor, off_t offset) noexcept,
           (address, size, protection, flags, descriptor, offset), MAP_FAILED)

@@ -15,7 +15,7 @@
 namespace calls {
 
 // Lets the call number nth (1 = the next) of a function fail with this errno (pthread functions: return it;
-// popen, mmap, fopen: their failure value). Functions: shm_open, shm_unlink, ftruncate, fstat, mmap, munmap,
+// popen, mmap, fopen: their failure value). Functions: shm_open, shm_unlink, ftruncate, fstat, flock, posix_fallocate, mmap, munmap,
 // msync, pthread_rwlockattr_setpshared, pthread_rwlockattr_init, pthread_rwlockattr_destroy,
 // pthread_rwlock_init, pthread_rwlock_destroy, pthread_rwlock_wrlock, pthread_rwlock_unlock,
 // backtrace_symbols, socket, setsockopt, bind, getsockname, sendmsg, recvmsg, recv, system, popen, fopen,

@@ -7,54 +7,20 @@
 //
 //   demo          the whole transcript; fails if any step does not end as it says
 //   demo --table  the records, as another process sees them
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tools/demo/record_table.h"
-#include "tools/demo/status_name.h"
+#include "tools/demo/transcript.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 #include "ybnet/platform/yb_util.h"
 
 namespace {
 
-int surprises = 0;
-
 void print_log_line(uint32_t, const char *, const char *message) {
     printf("    log: %s%s", message, message[strlen(message) - 1] == '\n' ? "" : "\n");
-}
-
-void heading(const char *text) {
-    printf("\n--- %s\n\n", text);
-    fflush(stdout);
-}
-
-void run(const std::string &command) {
-    printf("$ %s\n", command.c_str());
-    fflush(stdout);
-    const int status = std::system(command.c_str());
-    if (status != 0) {
-        printf("    exit status %d\n", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
-        surprises++;
-    }
-}
-
-__attribute__((format(printf, 3, 4))) void tell(yb_status_t expected, yb_status_t status, const char *format,
-                                                ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    vprintf(format, arguments);
-    va_end(arguments);
-    printf(" = %s (%u)\n", status_name(status), status);
-    if (status != expected) {
-        printf("    expected %s\n", status_name(expected));
-        surprises++;
-    }
 }
 
 yb_net_interface_params_t describe(uint32_t type, const char *name, const char *ns,
@@ -131,7 +97,8 @@ void play(const std::string &self) {
     heading("the records, read by another process");
     run(self + " --table");
 
-    heading("a PORT_VLAN gets another VLAN id: the kernel is asked, the record follows (mainline keeps its tag)");
+    heading(
+        "a PORT_VLAN gets another VLAN id: the kernel is asked, the record follows (mainline keeps its tag)");
     yb_net_interface_params_t edited = describe_port_vlan("swp1", 31, "blue");
     tell(YB_STATUS_SUCCESS, yb_net_interface_set(YB_ACCESS_CMD_EDIT, 130, &edited), "EDIT 130 to VLAN 31");
     run("ip -n blue -d link show dev swp1.30 | grep -o 'vlan protocol 802.1Q id [0-9]*'");

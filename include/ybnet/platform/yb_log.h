@@ -35,7 +35,8 @@ typedef void (*yb_log_cb_t)(uint32_t severity, const char *module, const char *m
  * 7 NOTICE, 15 INFO, 31 DEBUG. module: who writes, "YB_NET_LIB" or
  * "TRACE_CBUFF". format and what follows: as printf(3).
  * The result is ignored by libybnet. Called with a segment lock held in a few
- * places (each header says where), so it must not call back into libybnet.
+ * places (each header says where; assertion reports too), so it must not call
+ * back into libybnet.
  */
 int yb_log(uint32_t severity, const char *module, const char *format, ...) YB_PRINTF_LIKE(3, 4);
 
@@ -44,8 +45,10 @@ int yb_trace_cbuff_log(const char *format, ...) YB_PRINTF_LIKE(1, 2);
 
 /*
  * Starts logging. libybnet passes 1, 0 and the caller's callback, which may
- * be NULL, once per started half (interfaces, ports), so twice in a process
- * that starts both; yb_log_close() is called as often.
+ * be NULL, once for each start of a half (interfaces, ports), so twice in a
+ * process that starts both; yb_log_close() once for each stop of a half. After
+ * failed or repeated starts the two counts may differ in either direction, and
+ * lines may come before the first start and after the last stop.
  */
 int yb_log_init(uint32_t arg0, uint32_t arg1, yb_log_cb_t callback);
 int yb_log_close(void);

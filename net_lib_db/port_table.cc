@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See port_table.h. Open addressing with displacement: a key that has come
+// further from its home than a bucket's resident takes the resident's place.
+// The comments that say "shared format" mark where this departs from the
+// textbook; processes that followed other rules would lose each other's ports.
+#include "net_lib_db/port_table.h"
+
+#include <utility>
+
+#include "net_lib_db/net_lib_db_log.h"
+#include "net_lib_db/ports_segment.h"
+#include "ybnet/platform/yb_util.h"
+
+namespace {
+
+using entry_t = net_lib_port_entry_t;
+
+// What crc_16() keeps its tables in: one for each operation, used under the segment's lock only.
+struct crc_work_area {
+    alignas(uint32_t) uint8_t bytes[YB_CRC_WORK_AREA_SIZE];
+};
+crc_work_area set_crc_area;
+crc_work_area get_crc_area;
+
+constexpr uint16_t crc_parameter = 0x8D95;
+
+// The 16 bits are the bucket: the table has exactly as many.
+static_assert(YB_NET_PORTS_MAX == 1 << 16);
+uint16_t home_of(crc_work_area &area, uint32_t sys_ifindex) {
+    return crc_16(area.bytes, reinterpret_cast<const uint8_t *>(&sys_ifindex), sizeof(sys_ifindex),
+                  crc_parameter);
+}
+
+entry_t *buckets() {
+    return static_cast<net_lib_db_ports_segment_t *>(ports_segment.body)->port_table;
+}
+
+// Shared format: a hash of 0 marks an empty bucket, also one that holds a port whose CRC is 0.
+bool is_empty(const entry_t &bucket) {
+    return bucket.hash == 0;
+}
+
+// How far the resident lies from its home. In 16 bits, so that it wraps with the table.
+uint16_t distance_of(uint16_t index, const entry_t &bucket) {
+    return static_cast<uint16_t>(index - bucket.hash);
+}
+
+// The deleted byte stays with the bucket.
+void exchange(entry_t &bucket, entry_t &scratch) {
+    std::swap(bucket.hash, scratch.hash);
+    std::swap(bucket.sys_ifindex, scratch.sys_ifindex);
+    std::swap(bucket.info, scratch.info);
+}
+
+} // namespace
+
+yb_status_t __net_lib_hashtable_entry_set(uint32_t sys_ifindex, const yb_net_port_info_t *info,
+                                          entry_t *scratch, uint16_t *out_index, entry_t **out_existing) {
+    const uint16_t home = home_of(set_crc_area, sys_ifindex);
+    scratch->hash = home;
+    scratch->sys_ifindex = sys_ifindex;
+    scratch->info = *info;
+
+    entry_t *const table = buckets();
+    uint16_t index = home;
+    uint16_t probes = 0;
+    do {
+        entry_t &bucket = table[index];
+        if (is_empty(bucket)) {
+            *out_index = index;
+            return YB_STATUS_SUCCESS;
+        }
+        if (bucket.sys_ifindex == scratch->sys_ifindex && bucket.hash == home) {
+            *out_existing = &bucket;
+            *out_index = index;
+            return YB_STATUS_SUCCESS;
+        }
+        if (distance_of(index, bucket) < probes) {
+            // Shared format: tombstones are reused here only, when they are nearer to their home than the
+            // key to its own; others stay.
+            if (bucket.deleted != 0) {
+                *out_index = index;
+                return YB_STATUS_SUCCESS;
+            }
+            // Shared format: the search goes on with the key's probes and home, not the displaced port's.
+            exchange(bucket, *scratch);
+        }
+        index++;
+        probes++;
+    } while (index != home);
+
+    NET_LIB_DB_LOG(
+        YB_LEVEL_ERROR,
+        "Netlib ports DB - port with sys_ifindex 0x%x cannot be setto the DB. DB is full\n", // "setto": kept
+        sys_ifindex);
+    return YB_STATUS_ERROR;
+}
+
+yb_status_t __net_lib_hashtable_entry_get(uint32_t sys_ifindex, uint16_t *out_index) {
+    if (out_index == nullptr) {
+        NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Received NULL pointer.\n");
+        return YB_STATUS_PARAM_ERROR;
+    }
+    const uint16_t home = home_of(get_crc_area, sys_ifindex);
+    const entry_t *const table = buckets();
+    uint16_t index = home;
+    uint16_t probes = 0;
+    do {
+        const entry_t &bucket = table[index];
+        // Shared format: an empty bucket ends the search as a success, and the caller works on that bucket.
+        if (is_empty(bucket)) {
+            *out_index = index;
+            return YB_STATUS_SUCCESS;
+        }
+        if (distance_of(index, bucket) < probes)
+            break; // the key would have taken this bucket
+        // A tombstone's key is 0 and never matches.
+        if (bucket.hash == home && bucket.sys_ifindex == sys_ifindex) {
+            *out_index = index;
+            return YB_STATUS_SUCCESS;
+        }
+        index++;
+        probes++;
+    } while (index != home);
+
+    NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Netlib ports DB - port with sys_ifindex 0x%x cannot be found in the DB\n",
+                   sys_ifindex);
+    return YB_STATUS_ENTRY_NOT_FOUND;
+}

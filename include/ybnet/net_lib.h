@@ -18,8 +18,9 @@
  *     and leaves SIGCHLD, the umask and the environment alone. While a command
  *     of the host runs, system(3) ignores SIGINT and SIGQUIT, as it always does.
  *  4. Start and stop once per process, with no other call running beside them.
- *     Functions that make, change or remove netdevs share one netlink socket:
- *     call them from one thread at a time. Queries may run in any thread. No
+ *     Functions that make, change or remove netdevs, and
+ *     yb_net_interface_state_set() and yb_net_virtual_net_if_alias_set(), share
+ *     one netlink socket: call them from one thread at a time. Queries may run in any thread. No
  *     thread may be cancelled (pthread_cancel(3)) inside the library: it may
  *     hold a lock that other processes wait for.
  *  5. Messages go through yb_log() under "YB_NET_LIB" when the verbosity allows
@@ -134,10 +135,10 @@ yb_status_t yb_net_log_verbosity_level(yb_access_cmd_t cmd, uint32_t *level);
  *   YB_STATUS_PARAM_ERROR      bad swid, VLAN id, name format or name; parent missing; a netdev of that name
  *                              exists already; the netdev to change or remove does not (ERROR). A bad type,
  *                              unlogged.
- *   YB_STATUS_ERROR            a command or request failed or was refused, or had no effect (ERROR; DEBUG when
- *                              it had no effect; unlogged for a loopback's command; on standard error when rth
- *                              could not be opened). A netdev that could not be moved logs one line, and a
- *                              second when it is then not found.
+ *   YB_STATUS_ERROR            a command or request failed or was refused, or had no effect (ERROR; DEBUG
+ *                              when it had no effect; unlogged for a loopback's command; on standard error
+ *                              when rth could not be opened). A netdev that could not be moved logs one line,
+ *                              and a second when it is then not found.
  *   YB_STATUS_CMD_UNSUPPORTED  another command, unlogged
  *   YB_STATUS_ENTRY_ALREADY_EXISTS, YB_STATUS_NO_RESOURCES, YB_STATUS_ENTRY_NOT_FOUND,
  *   YB_STATUS_DB_NOT_INITIALIZED  from the database
@@ -294,8 +295,11 @@ yb_status_t yb_net_resolve_l2_attribute(yb_net_l2_address_t *l2_address,
  * Traps
  *
  *  - The socket takes the process id as its netlink port id, which one socket of
- *    a process can have: register before the process sends its first request
- *    (rth usually takes the id otherwise), and one event socket at a time.
+ *    a network namespace can have: register before the process sends its first
+ *    request (rth usually takes the id otherwise), and one event socket at a time.
+ *    yb_net_interface_state_get() in another thread may hold the id for a moment.
+ *    Port ids are not kept apart by PID namespace: two processes with the same id
+ *    in different PID namespaces collide when they share a network namespace.
  *  - Events are those of the network namespace in which the socket was made.
  *    Only records of the default namespace "" are found; a link of another
  *    namespace that has the same Linux ifindex is not told apart from them.
@@ -369,7 +373,8 @@ yb_status_t yb_net_get_fd(yb_net_sk_t *in_net_sk, int32_t *out_fd);
  *
  * Returns YB_STATUS_SUCCESS; YB_STATUS_PARAM_NULL for a NULL pointer, sk of a
  * libnl socket included (ERROR, in the name of yb_net_get_fd()); YB_STATUS_ERROR
- * when a size could not be set, the other then neither or already (ERROR);
+ * when a size could not be set (ERROR): a failed send size leaves the receive size
+ * untried, a failed receive size leaves the send size set;
  * YB_STATUS_PARAM_ERROR for a socket that holds nothing.
  */
 yb_status_t yb_net_set_buffer_size(yb_net_sk_t *in_net_sk, uint32_t rx_size, uint32_t tx_size);
@@ -408,8 +413,11 @@ yb_status_t yb_net_interface_state_set(uint32_t sys_ifindex, uint32_t state);
  * Returns
  *   YB_STATUS_SUCCESS
  *   YB_STATUS_PARAM_NULL   state is NULL, unlogged
- *   YB_STATUS_PARAM_ERROR  the kernel has no netdev with the record's Linux ifindex, unlogged
- *   YB_STATUS_ERROR        the exchange failed (ERROR)
+ *   YB_STATUS_PARAM_ERROR  the kernel's answer has no netdev with the record's Linux ifindex, unlogged. Also
+ *                          when the kernel cut the answer short without saying so: one netdev with very many
+ *                          alternative names hides all that come after it.
+ *   YB_STATUS_ERROR        the exchange failed, the kernel refused it or broke it off, or a datagram of the
+ *                          answer was larger than 8192 bytes (ERROR)
  *   YB_STATUS_ENTRY_NOT_FOUND, YB_STATUS_DB_NOT_INITIALIZED  from the database (INFO here too)
  */
 yb_status_t yb_net_interface_state_get(uint32_t sys_ifindex, uint32_t *state);
@@ -422,8 +430,9 @@ yb_status_t yb_net_interface_state_get(uint32_t sys_ifindex, uint32_t *state);
  * state: YB_NET_IF_STATE_*.
  * Returns YB_STATUS_SUCCESS; YB_STATUS_PARAM_ERROR when the database has no such
  * record, for whatever reason (ERROR), or for another state, unlogged;
- * YB_STATUS_ERROR when the file cannot be opened or the driver refuses (ERROR,
- * two lines, exceptionally).
+ * YB_STATUS_ERROR when the file cannot be opened, written or closed, the last of
+ * which is the driver's refusal (ERROR, two lines, or three when writing and
+ * closing both failed).
  */
 yb_status_t yb_net_interface_oper_state_set(uint32_t sys_ifindex, uint32_t state);
 
@@ -440,6 +449,10 @@ yb_status_t yb_net_interface_oper_state_set(uint32_t sys_ifindex, uint32_t state
  * and never NULL. What to store in them is not obvious: see yb_ip_addr.h.
  * label: name of the address (IFA_LABEL), at most 15 characters for the kernel.
  * Must be a string for an add, which is not checked; not looked at by a delete.
+ *
+ * Deleting. The prefix must give the same prefix length as it did for the add. With
+ * a length below 32, the kernel deletes all other addresses of the subnet together
+ * with the first one added, unless net.ipv4.conf.*.promote_secondaries is 1.
  *
  * rth is not opened here: another request of this process must have opened it,
  * yb_net_interface_state_set() for one, else the call fails.
@@ -472,7 +485,8 @@ uint8_t yb_net_is_addr_eth(const uint8_t *addr, int32_t addr_len);
  * Hands three words to the switch's kernel driver, which owns their meaning, with
  * control command 55 on the device that yb_net_interfaces_init() opened. Whether
  * one is open is the driver access library's to notice. Blocks as long as the
- * driver does.
+ * driver does. Any thread may call it, but not beside the start or the stop of the
+ * interfaces half, which replace the device.
  *
  * Returns YB_STATUS_SUCCESS, or YB_STATUS_DEVICE_ERROR, unlogged, when
  * ybd_ioctl() failed.

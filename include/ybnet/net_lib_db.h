@@ -75,10 +75,10 @@ yb_status_t net_lib_db_log_verbosity_level(yb_access_cmd_t cmd, uint32_t *level)
  * Returns
  *   YB_STATUS_SUCCESS              loaded (or, loaded before, erased)
  *   YB_STATUS_ALREADY_INITIALIZED  loaded before and reinitialize is 0 (WARN)
- *   YB_STATUS_ERROR                the segment has another layout, or its creator died while making it; nothing is
- *                                  erased or removed (ERROR). Stop all users, unload and delete the file.
- *   YB_STATUS_NO_MEMORY            it could be neither opened nor created, sized, mapped or given its lock (ERROR;
- *                                  a failed creation logs two lines)
+ *   YB_STATUS_ERROR                the segment has another layout, or its creator died while making it;
+ *                                  nothing is erased or removed (ERROR). Stop all users, unload, delete it.
+ *   YB_STATUS_NO_MEMORY            it could be neither opened nor created, sized, mapped or given its lock
+ *                                  (ERROR; a failed creation logs two lines)
  *   YB_STATUS_DB_NOT_INITIALIZED   the segment exists but was never initialised (ERROR). The process is
  *                                  registered as a user all the same: unload it, or load with reinitialize 1.
  *

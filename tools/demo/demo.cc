@@ -2,15 +2,21 @@
 //
 // The main job of the library, played through on a real kernel: router
 // interfaces of every kind that it makes, in two namespaces, seen by ip(8) and
-// by a second process. Runs as root on a host with 802.1Q and the switch driver
-// (or its simulation), which is to say in the lab.
+// by a second process; the switch's ports; live link events. Runs as root on a
+// host with 802.1Q and the switch driver (or its simulation), which is to say in
+// the lab.
 //
-//   demo          the whole transcript; fails if any step does not end as it says
-//   demo --table  the records, as another process sees them
+//   demo           the whole transcript; fails if any step does not end as it says
+//   demo --table   the interfaces, as another process sees them
+//   demo --ports   the ports, as another process sees them
+//   demo --events  the part about link events, which wants a process of its own
+//   demo --act     the process that this part watches
 #include <cstdio>
 #include <cstring>
 #include <string>
 
+#include "tools/demo/events_demo.h"
+#include "tools/demo/ports_demo.h"
 #include "tools/demo/record_table.h"
 #include "tools/demo/transcript.h"
 #include "ybnet/net_lib.h"
@@ -114,20 +120,33 @@ void play(const std::string &self) {
     run(self + " --table");
     show_kernel();
 
+    play_ports(self);
+
     heading("the last user leaves, and the segments with it");
     tell(YB_STATUS_SUCCESS, yb_net_deinit(), "yb_net_deinit");
     run("ls -l /dev/shm");
     run("ip netns del blue");
     run("ip netns del red");
+
+    run(self + " --events");
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc == 2 && strcmp(argv[1], "--table") == 0)
+    const std::string part = argc == 2 ? argv[1] : "";
+    if (part == "--table")
         return show_table();
+    if (part == "--ports")
+        return show_ports_table();
+    if (part == "--act")
+        return act_on_links();
+    if (part == "--events") {
+        play_events(argv[0]);
+        return surprises == 0 ? 0 : 1;
+    }
     if (argc != 1) {
-        (void)fprintf(stderr, "usage: demo [--table]\n");
+        (void)fprintf(stderr, "usage: demo [--table | --ports | --events]\n");
         return 2;
     }
     play(argv[0]);

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <sys/file.h>
 
-// Fails otherwise only on a descriptor that the process itself has closed: an unload goes on without then, for
-// refusing it would leave a registration behind.
+// Fails otherwise only on a descriptor that the process itself has closed: an unload goes on without then,
+// for refusing it would leave a registration behind.
 void file_lock(int descriptor) {
     while (flock(descriptor, LOCK_EX) != 0 && errno == EINTR)
         continue;

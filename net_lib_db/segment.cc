@@ -180,8 +180,8 @@ layout layout_of(segment &seg) {
     return size_check == 0 ? layout::unfinished : layout::foreign;
 }
 
-// What a mapped segment turns out to be; its file is locked when it matches. The lock is not waited for before:
-// its creator holds it, and may be stopped or dead.
+// What a mapped segment turns out to be; its file is locked when it matches. The lock is not waited for
+// before: its creator holds it, and may be stopped or dead.
 layout lock_and_check(segment &seg) {
     timespec deadline;
     (void)clock_gettime(CLOCK_MONOTONIC, &deadline);
@@ -219,7 +219,8 @@ yb_status_t reload(segment &seg, uint32_t reinitialize) {
     return YB_STATUS_SUCCESS;
 }
 
-// False when the segment behind the descriptor is gone, with nothing changed; else the load's status is known.
+// False when the segment behind the descriptor is gone, with nothing changed; else the load's status is
+// known.
 bool attach(segment &seg, int descriptor, uint32_t reinitialize, yb_status_t *out_status) {
     const segment_description &description = seg.description;
     const char *const function = description.load_function;
@@ -260,8 +261,8 @@ bool attach(segment &seg, int descriptor, uint32_t reinitialize, yb_status_t *ou
     return true;
 }
 
-// A segment can vanish between a lost creation race and the next look, when its last user unloads; more rounds
-// than this mean that something else is wrong.
+// A segment can vanish between a lost creation race and the next look, when its last user unloads; more
+// rounds than this mean that something else is wrong.
 constexpr int rounds_max = 1000;
 
 } // namespace

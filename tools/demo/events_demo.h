@@ -7,12 +7,13 @@
 
 #include <string>
 
-// Makes a port and a VLAN, watches them while `SELF --act` acts, and removes them. For a process that has sent
-// no request yet: the event socket needs the process id as its port id. Starts and stops the library itself.
+// Makes a port and a VLAN, watches them while `SELF --act` acts, and removes them. For a process that has
+// sent no request yet: the event socket needs the process id as its port id. Starts and stops the library
+// itself.
 void play_events(const std::string &self);
 
-// The acting process: one step for each line on standard input, announced before it is taken. Returns its exit
-// status.
+// The acting process: one step for each line on standard input, announced before it is taken. Returns its
+// exit status.
 int act_on_links();
 
 #endif

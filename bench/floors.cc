@@ -27,7 +27,8 @@ pthread_rwlock_t *lock_of(net_lib_db_interfaces_segment_t *body) {
 
 net_lib_db_interfaces_segment_t *make_segment() {
     const int descriptor = shm_open(floor_name, O_RDWR | O_CREAT | O_EXCL, 0600);
-    if (descriptor < 0 || ftruncate(descriptor, segment_size) != 0)
+    if (descriptor < 0 || ftruncate(descriptor, segment_size) != 0 ||
+        posix_fallocate(descriptor, 0, segment_size) != 0)
         give_up("floor segment");
     void *const memory = mmap(nullptr, segment_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     if (memory == MAP_FAILED)

@@ -9,7 +9,7 @@
 
 #include "bench/floors.h"
 #include "bench/ratio_reporter.h"
-#include "tests/support/sandbox.h"
+#include "bench/sandboxed.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 
@@ -129,11 +129,8 @@ void register_pair(const char *name, void (*run)(benchmark::State &, uint32_t),
 } // namespace
 
 int main(int argc, char **argv) {
-    const std::string problem = sandbox_enter();
-    if (!problem.empty()) {
-        (void)fprintf(stderr, "no namespaces of its own for the benchmark: %s\n", problem.c_str());
+    if (!sandboxed())
         return 1;
-    }
     if (net_lib_db_interfaces_load(0) != YB_STATUS_SUCCESS)
         return 1;
     floor_segment floor;

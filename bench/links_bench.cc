@@ -21,7 +21,7 @@
 #include <unistd.h>
 
 #include "bench/ratio_reporter.h"
-#include "tests/support/sandbox.h"
+#include "bench/sandboxed.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 
@@ -377,11 +377,8 @@ void prepare(int home) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const std::string problem = sandbox_enter();
-    if (!problem.empty()) {
-        (void)fprintf(stderr, "no namespaces of its own for the benchmark: %s\n", problem.c_str());
+    if (!sandboxed())
         return 1;
-    }
     const int home = this_namespace();
     prepare(home);
 

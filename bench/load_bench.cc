@@ -7,7 +7,7 @@
 
 #include "bench/floors.h"
 #include "bench/ratio_reporter.h"
-#include "tests/support/sandbox.h"
+#include "bench/sandboxed.h"
 #include "ybnet/net_lib_db.h"
 
 namespace {
@@ -32,11 +32,8 @@ void load_and_unload_floor(benchmark::State &state) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const std::string problem = sandbox_enter();
-    if (!problem.empty()) {
-        (void)fprintf(stderr, "no namespaces of its own for the benchmark: %s\n", problem.c_str());
+    if (!sandboxed())
         return 1;
-    }
     struct rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max < descriptors ? limit.rlim_max : descriptors;

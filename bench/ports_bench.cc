@@ -14,7 +14,7 @@
 #include "bench/port_tables.h"
 #include "bench/ports_mixed.h"
 #include "bench/ratio_reporter.h"
-#include "tests/support/sandbox.h"
+#include "bench/sandboxed.h"
 #include "ybnet/net_lib_db.h"
 
 namespace {
@@ -250,11 +250,8 @@ void register_remove(ports_case &on) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const std::string problem = sandbox_enter();
-    if (!problem.empty()) {
-        (void)fprintf(stderr, "no namespaces of its own for the benchmark: %s\n", problem.c_str());
+    if (!sandboxed())
         return 1;
-    }
     if (net_lib_db_ports_load(0) != YB_STATUS_SUCCESS)
         return 1;
     uint32_t silent = 0; // a port that is not found is a message otherwise

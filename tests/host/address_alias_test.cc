@@ -6,27 +6,10 @@
 
 #include <arpa/inet.h>
 
+#include "tests/support/ip_values.h"
+
 using testing::HasSubstr;
 using testing::Not;
-
-namespace {
-
-yb_ip_addr_t address_of(uint32_t value) {
-    yb_ip_addr_t address = {};
-    address.version = YB_IP_VERSION_IPV4;
-    address.address.ipv4 = value;
-    return address;
-}
-
-yb_ip_addr_t prefix_of(uint32_t network, uint32_t mask) {
-    yb_ip_addr_t prefix = {};
-    prefix.version = YB_IP_VERSION_IPV4;
-    prefix.address.ipv4_prefix.addr = network;
-    prefix.address.ipv4_prefix.mask = mask;
-    return prefix;
-}
-
-} // namespace
 
 class alias_on_kernel : public kernel_links {
   protected:

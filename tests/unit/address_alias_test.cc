@@ -7,27 +7,13 @@
 #include <arpa/inet.h>
 #include <cerrno>
 
+#include "tests/support/ip_values.h"
 #include "tests/support/tool_shims.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-yb_ip_addr_t address_of(uint32_t value) {
-    yb_ip_addr_t address = {};
-    address.version = YB_IP_VERSION_IPV4;
-    address.address.ipv4 = value;
-    return address;
-}
-
-yb_ip_addr_t prefix_of(uint32_t network, uint32_t mask) {
-    yb_ip_addr_t prefix = {};
-    prefix.version = YB_IP_VERSION_IPV4;
-    prefix.address.ipv4_prefix.addr = network;
-    prefix.address.ipv4_prefix.mask = mask;
-    return prefix;
-}
 
 const yb_ip_addr_t alias = address_of(0x0A000005);
 const yb_ip_addr_t network = prefix_of(0x0A000000, 0xFFFFFF00);

@@ -1,15 +1,26 @@
 # SPDX-License-Identifier: Apache-2.0
 # What is installed: headers, the library with its soname links, the reference platform, and the two ways in which
-# build systems find them. DESTDIR and the prefix are honoured.
+# build systems find them. DESTDIR and the prefix are honoured. Tests, benchmarks and demo are never installed.
 include(CMakePackageConfigHelpers)
 
 set(ybnet_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ybnet)
 
 install(DIRECTORY include/ybnet DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h)
 install(FILES platform/log/yb_log_reference.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ybnet/platform)
-install(TARGETS ybnet ybnet_headers yb_log yb_util ybd EXPORT ybnet-targets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+# Two export files, because a host may have the library without the reference platform.
+install(TARGETS ybnet ybnet_headers EXPORT ybnet-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS yb_log yb_util ybd EXPORT ybnet-platform-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT ybnet-targets NAMESPACE ybnet:: DESTINATION ${ybnet_package_dir})
+install(EXPORT ybnet-platform-targets NAMESPACE ybnet:: DESTINATION ${ybnet_package_dir})
+
+# The test kit: for programs' tests, not for switches.
+install(DIRECTORY testkit/include/ybnet DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h)
+install(TARGETS ybnet_testkit EXPORT ybnet-testkit-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT ybnet-testkit-targets NAMESPACE ybnet:: DESTINATION ${ybnet_package_dir})
+install(TARGETS ybnet_testkit_run DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ybnet_testkit_tool DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/ybnet-testkit)
+install(FILES ${PROJECT_BINARY_DIR}/libexec/ybnet-testkit/ip DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/ybnet-testkit)
 
 configure_package_config_file(cmake/ybnet-config.cmake.in ${PROJECT_BINARY_DIR}/ybnet-config.cmake
                               INSTALL_DESTINATION ${ybnet_package_dir})
@@ -21,5 +32,9 @@ install(FILES ${PROJECT_BINARY_DIR}/ybnet-config.cmake ${PROJECT_BINARY_DIR}/ybn
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_BINDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
            OUTPUT_VARIABLE YBNET_PREFIX_FROM_PC)
 cmake_path(GET YBNET_PREFIX_FROM_PC PARENT_PATH YBNET_PREFIX_FROM_PC)
-configure_file(cmake/libybnet.pc.in ${PROJECT_BINARY_DIR}/libybnet.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/libybnet.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(name libybnet ybnet-platform)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+configure_file(testkit/libybnet-testkit.pc.in ${PROJECT_BINARY_DIR}/libybnet-testkit.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/libybnet-testkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -23,8 +23,8 @@ int main(void) {
 C
 export PKG_CONFIG_LIBDIR=$libdir/pkgconfig
 # shellcheck disable=SC2046 # pkg-config prints words
-cc -std=c99 -Wall -Wextra -Werror -o "$work/by_pkg_config" "$work/client.c" $(pkg-config --cflags --libs libybnet) \
-    -lyb_log -lyb_util -lybd
+cc -std=c99 -Wall -Wextra -Werror -o "$work/by_pkg_config" "$work/client.c" \
+    $(pkg-config --cflags --libs libybnet ybnet-platform)
 printf 'pkg-config: '
 LD_LIBRARY_PATH=$libdir "$work/by_pkg_config" | tee "$work/output"
 [[ $(<"$work/output") == '12 100' ]]
@@ -33,7 +33,7 @@ mkdir "$work/project"
 cat >"$work/project/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(client C)
-find_package(ybnet 0.1 REQUIRED)
+find_package(ybnet 0.1 REQUIRED COMPONENTS platform)
 add_executable(client ../client.c)
 target_link_libraries(client ybnet::ybnet ybnet::yb_log ybnet::yb_util ybnet::ybd)
 CMAKE

@@ -1,54 +1,68 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// See tool_shims.h.
+// See tool_shims.h. The recording tools are the test kit's.
 #include "tests/support/tool_shims.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "testkit/directory.h"
+#include "testkit/tool_answers.h"
+
 namespace fs = std::filesystem;
 
-tool_shims::tool_shims() : old_path_(getenv("PATH") != nullptr ? getenv("PATH") : "") {
+namespace {
+
+// "" for a variable that is not set.
+std::string variable(const char *name) {
+    const char *const value = getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+void restore(const char *name, const std::string &value) {
+    if (value.empty())
+        (void)unsetenv(name);
+    else
+        (void)setenv(name, value.c_str(), 1);
+}
+
+} // namespace
+
+tool_shims::tool_shims()
+    : old_directory_(variable(testkit::directory_variable)), old_path_(variable("PATH")) {
     char pattern[] = "/tmp/ybnet-shims-XXXXXX";
     const char *const made = mkdtemp(pattern);
-    if (made == nullptr) {
-        perror("mkdtemp");
+    const std::string tools = testkit::tools_directory();
+    if (made == nullptr || testkit::directory_fill(made) != 0 || tools.empty()) {
+        (void)fprintf(stderr, "tool_shims: no directory, or no tools in \"%s\"\n", tools.c_str());
         abort();
     }
     directory_ = made;
+    (void)setenv(testkit::directory_variable, made, 1);
     for (const char *const tool : {"ip", "vconfig"})
         replace(tool, "PATH='" + old_path_ + "' exec " + tool + " \"$@\"");
-    (void)setenv("PATH", (directory_ + ":" + old_path_).c_str(), 1);
+    (void)setenv("PATH", (tools + ":" + old_path_).c_str(), 1);
 }
 
 tool_shims::~tool_shims() {
-    (void)setenv("PATH", old_path_.c_str(), 1);
+    restore("PATH", old_path_);
+    restore(testkit::directory_variable, old_directory_);
     std::error_code ignored;
     fs::remove_all(directory_, ignored);
 }
 
 void tool_shims::replace(const std::string &tool, const std::string &shell_text) {
-    const std::string path = directory_ + "/" + tool;
-    {
-        std::ofstream script(path);
-        script << "#!/bin/sh\necho \"" << tool << " $*\" >> " << directory_ << "/runs\n"
-               << shell_text << "\n";
-    }
-    fs::permissions(path, fs::perms::owner_all);
+    if (!testkit::tool_script_set(tool, shell_text))
+        abort();
 }
 
 std::vector<std::string> tool_shims::runs() const {
-    std::vector<std::string> lines;
-    std::ifstream file(directory_ + "/runs");
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line);
-    return lines;
+    return testkit::tool_runs();
 }
 
 stderr_capture::stderr_capture()

@@ -25,7 +25,8 @@ class tool_shims {
     std::vector<std::string> runs() const;
 
   private:
-    std::string directory_;
+    std::string directory_; // the test kit's, while the shims live
+    std::string old_directory_;
     std::string old_path_;
 };
 

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // See recording_platform.h.
-#include "tests/support/recording_platform.h"
+#include "testkit/recording_platform.h"
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
+#include "testkit/directory.h"
+#include "testkit/escape.h"
 #include "ybnet/platform/yb_util.h"
 
 namespace {
@@ -29,6 +33,27 @@ int fail_with(int reason) {
         return 0;
     errno = reason;
     return -1;
+}
+
+// Why a function is to fail, in this process or in all of the test; 0 for not at all.
+int reason_for(int in_this_process, const char *name) {
+    if (in_this_process != 0 || !testkit::is_active())
+        return in_this_process;
+    return atoi(testkit::read_text(testkit::path_of("fail/") + name).c_str());
+}
+
+void record_call(std::string call) {
+    const std::lock_guard guard(platform::recorded_mutex());
+    the_recording.calls.push_back(std::move(call));
+}
+
+// For the other processes of the test.
+void share(const platform::log_line &line) {
+    if (testkit::is_active())
+        (void)testkit::append_text(testkit::path_of("log"), std::to_string(getpid()) + '\t' +
+                                                                std::to_string(line.severity) + '\t' +
+                                                                testkit::escaped(line.module) + '\t' +
+                                                                testkit::escaped(line.text) + '\n');
 }
 
 } // namespace
@@ -53,6 +78,10 @@ size_t recording::count(uint32_t severity, const std::string &text) const {
 
 recording &recorded() {
     return the_recording;
+}
+std::mutex &recorded_mutex() {
+    static std::mutex mutex;
+    return mutex;
 }
 failures &fail() {
     return the_failures;
@@ -89,6 +118,8 @@ int yb_log(uint32_t severity, const char *module, const char *format, ...) {
     va_end(arguments);
     if (the_log_hook != nullptr)
         the_log_hook(line);
+    share(line);
+    const std::lock_guard guard(platform::recorded_mutex());
     the_recording.log.push_back(line);
     errno = EXDEV; // a log that spoils errno: callers must have kept theirs
     return 0;
@@ -97,14 +128,16 @@ int yb_log(uint32_t severity, const char *module, const char *format, ...) {
 int yb_trace_cbuff_log(const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    the_recording.trace.push_back(format_text(format, arguments));
+    const std::string text = format_text(format, arguments);
     va_end(arguments);
+    const std::lock_guard guard(platform::recorded_mutex());
+    the_recording.trace.push_back(text);
     the_recording.trace_formats.emplace_back(format);
     return 0;
 }
 
 int yb_log_init(uint32_t arg0, uint32_t arg1, yb_log_cb_t callback) {
-    the_recording.calls.emplace_back("yb_log_init");
+    record_call("yb_log_init");
     the_recording.log_init_args[0] = arg0;
     the_recording.log_init_args[1] = arg1;
     the_recording.log_callback = callback;
@@ -112,7 +145,7 @@ int yb_log_init(uint32_t arg0, uint32_t arg1, yb_log_cb_t callback) {
 }
 
 int yb_log_close(void) {
-    the_recording.calls.emplace_back("yb_log_close");
+    record_call("yb_log_close");
     return 0;
 }
 
@@ -171,10 +204,10 @@ uint16_t crc_16(void *work_area, const uint8_t *data, uint32_t length, uint16_t 
 }
 
 int ybd_get_dev_list(char **names, uint32_t *count) {
-    the_recording.calls.emplace_back("ybd_get_dev_list");
+    record_call("ybd_get_dev_list");
     the_recording.dev_list_room = *count;
-    if (the_failures.get_dev_list != 0)
-        return fail_with(the_failures.get_dev_list);
+    if (const int reason = reason_for(the_failures.get_dev_list, "get_dev_list"); reason != 0)
+        return fail_with(reason);
     if (*count == 0)
         return fail_with(EINVAL);
     (void)snprintf(names[0], YBD_DEV_NAME_SIZE, "recorded0");
@@ -183,33 +216,37 @@ int ybd_get_dev_list(char **names, uint32_t *count) {
 }
 
 int ybd_open_device(const char *name, uint32_t *handle) {
-    the_recording.calls.emplace_back(std::string("ybd_open_device ") + name);
-    if (the_failures.open_device != 0)
-        return fail_with(the_failures.open_device);
+    record_call(std::string("ybd_open_device ") + name);
+    if (const int reason = reason_for(the_failures.open_device, "open_device"); reason != 0)
+        return fail_with(reason);
     *handle = the_next_handle++;
     return 0;
 }
 
 int ybd_ioctl(uint32_t handle, void *control_record) {
-    the_recording.calls.emplace_back("ybd_ioctl");
+    record_call("ybd_ioctl");
     platform::control call = {handle, {}, {}};
     memcpy(&call.record, control_record, sizeof(call.record));
-    int reason = the_failures.ioctl_vid2ip;
+    int reason = reason_for(the_failures.ioctl_vid2ip, "ioctl_vid2ip");
     if (call.record.ctrl_cmd == YBD_CTRL_CMD_VID2IP_SET)
         memcpy(call.words, reinterpret_cast<const void *>(call.record.argument), sizeof(call.words));
     if (call.record.ctrl_cmd == YBD_CTRL_CMD_SET_MULTI_PACKET_ENABLE)
-        reason = the_failures.ioctl_multi_packet;
+        reason = reason_for(the_failures.ioctl_multi_packet, "ioctl_multi_packet");
     if (call.record.ctrl_cmd == YBD_CTRL_CMD_SET_BLOCKING_ENABLE)
-        reason = the_failures.ioctl_blocking;
+        reason = reason_for(the_failures.ioctl_blocking, "ioctl_blocking");
+    const std::lock_guard guard(platform::recorded_mutex());
     the_recording.controls.push_back(call);
     return fail_with(reason);
 }
 
 int ybd_close_device(uint32_t handle) {
-    the_recording.calls.emplace_back("ybd_close_device");
-    the_recording.closed_handles.push_back(handle);
-    if (the_failures.close_device != 0)
-        return fail_with(the_failures.close_device);
+    record_call("ybd_close_device");
+    {
+        const std::lock_guard guard(platform::recorded_mutex());
+        the_recording.closed_handles.push_back(handle);
+    }
+    if (const int reason = reason_for(the_failures.close_device, "close_device"); reason != 0)
+        return fail_with(reason);
     return handle == 0 ? fail_with(EBADF) : 0;
 }
 

@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <net/if.h>
 
+#include "net_lib_db/probe.h"
+
 namespace {
 
 constexpr size_t command_size = 256;
@@ -49,8 +51,11 @@ bool command_is_complete(int length, size_t size, bool plain) {
 }
 
 int __yb_net_cmd_exec(const char *command) {
+    YB_PROBE(command_start, command);
     errno = 0; // callers print errno after a failure: an older one would mislead
-    return system(command);
+    const int status = system(command);
+    YB_PROBE(command_end, command, status);
+    return status;
 }
 
 int __yb_net_cmd_exec_in_ns(const char *ns, const char *command) {
@@ -78,16 +83,23 @@ uint32_t __yb_net_if_ifindex_get_in_ns(const char *ns, const char *name) {
     char command[command_size] = {};
     if (!COMMAND_FORMAT(command, "ip netns exec %s cat /sys/devices/virtual/net/%s/ifindex 2>&1", ns, name))
         return 0;
+    const char *const text = command;
+    YB_PROBE(command_start, text);
     FILE *const output = popen(command, "r");
-    if (output == nullptr)
+    if (output == nullptr) {
+        YB_PROBE(command_end, text, -1);
         return 0;
+    }
     (void)fcntl(fileno(output), F_SETFD, FD_CLOEXEC); // cannot fail on a descriptor just made
     char line[ifindex_line_size] = {};
-    (void)fgets(line, sizeof(line), output); // an empty answer does not parse below
+    if (fgets(line, sizeof(line), output) == nullptr)
+        line[0] = '\0'; // an empty answer does not parse below
     // To the end: a cat that meets a closed pipe, even with nothing left to write, counts as failed.
     for (char rest[command_size]; fgets(rest, sizeof(rest), output) != nullptr;)
         continue;
-    if (pclose(output) != 0)
+    const int status = pclose(output);
+    YB_PROBE(command_end, text, status);
+    if (status != 0)
         return 0; // what was read is cat's or ip's error text
     uint32_t ifindex = 0;
     if (sscanf(line, "%u", &ifindex) != 1)

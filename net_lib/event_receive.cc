@@ -4,12 +4,14 @@
 // socket is event_socket.cc's, the datagram's bytes are event_parse.cc's.
 #include "ybnet/net_lib.h"
 
+#include <cerrno>
 #include <linux/netlink.h>
 #include <sys/socket.h>
 
 #include "net_lib/carrier.h"
 #include "net_lib/event_parse.h"
 #include "net_lib/net_lib_log.h"
+#include "net_lib_db/probe.h"
 #include "net_lib_db/text_field.h"
 #include "ybnet/net_lib_db.h"
 
@@ -52,18 +54,24 @@ yb_status_t __yb_net_if_state_event_receive(const int32_t *fd, yb_net_if_event_t
     // Zeroed, and a failed receive counts as no bytes: it must not pass for what an earlier one left here.
     alignas(struct nlmsghdr) std::byte buffer[receive_buffer_size] = {};
     const ssize_t received = recv(*fd, buffer, sizeof(buffer), 0);
+    const int reason = received < 0 ? errno : 0;
     if (received == 0) {
+        YB_PROBE(event_failed, received, reason);
         NET_LIB_LOG(YB_LEVEL_ERROR,
                     "__yb_net_if_state_event_receive: buffer is empty, didn't receive any message\n");
         return YB_STATUS_ERROR;
     }
     link_event link = {};
     if (!link_event_parse(buffer, received < 0 ? 0 : static_cast<size_t>(received), &link)) {
+        YB_PROBE(event_failed, received, reason);
         // The wording is kept: consumers match it.
         NET_LIB_LOG(YB_LEVEL_ERROR, "__yb_net_if_state_event_receive: netlink message is not truncated\n");
         return YB_STATUS_ERROR;
     }
-    return __ifinfomsg_to_event_data_struct(link, event);
+    const yb_status_t status = __ifinfomsg_to_event_data_struct(link, event);
+    const uint32_t sys_ifindex = link.event_type == YB_NET_IF_EVENT_NONE ? 0 : event->sys_ifindex;
+    YB_PROBE(event, event->event_type, link.linux_ifindex, sys_ifindex, status);
+    return status;
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 // interfaces_segment.cc's.
 #include "ybnet/net_lib_db.h"
 
+#include "net_lib_db/change_order.h"
 #include "net_lib_db/interfaces_segment.h"
 #include "net_lib_db/net_lib_db_log.h"
 #include "net_lib_db/text_field.h"
@@ -141,8 +142,8 @@ YB_EXPORT yb_status_t net_lib_db_interface_add_full(uint32_t sys_ifindex, uint32
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Net-lib Interfaces DB is full, cannot add a new entry\n");
         status = YB_STATUS_NO_RESOURCES;
     } else {
-        place.free_entry->in_use = 1;
         place.free_entry->record = {sys_ifindex, linux_ifindex, own, rif, vrid};
+        change_mark(place.free_entry->in_use, 1); // last: what a dying process leaves half written is free
     }
     segment_flush(interfaces_segment); // also when nothing was added
     if (take_lock != 0)
@@ -160,8 +161,8 @@ YB_EXPORT yb_status_t net_lib_db_interface_remove(uint32_t sys_ifindex) {
     if (!INTERFACES_LOADED())
         return YB_STATUS_DB_NOT_INITIALIZED;
     const bool found = change_record(sys_ifindex, [](entry_t &entry) {
-        entry.in_use = 0;
-        entry.record = {}; // rif and vrid become 0, not "none": only in_use tells a free slot
+        change_mark(entry.in_use, 0); // first, as above
+        entry.record = {};            // rif and vrid become 0, not "none": only in_use tells a free slot
     });
     if (!found) {
         LOG_NO_SYS_IFINDEX(YB_LEVEL_ERROR, sys_ifindex);

@@ -6,24 +6,41 @@
 
 #include <cstring>
 
+#include "net_lib_db/change_order.h"
+#include "net_lib_db/repair_interfaces.h"
 #include "ybnet/net_lib_db.h"
 
 namespace {
 
+void initialize_interface(net_lib_db_interface_entry_t &entry) {
+    entry.in_use = 0;
+    entry.record = {};
+    entry.record.rif = YB_NET_RIF_NONE;
+    entry.record.vrid = YB_NET_VRID_NONE;
+}
+
+// The first entry's mark is set first and cleared last: who takes over from a process that died in between can
+// tell, and erases again.
 void initialize_interfaces_body(void *body) {
     auto *const segment_body = static_cast<net_lib_db_interfaces_segment_t *>(body);
-    memset(segment_body->entries, 0, sizeof(segment_body->entries));
-    for (net_lib_db_interface_entry_t &entry : segment_body->entries) {
-        entry.record.rif = YB_NET_RIF_NONE;
-        entry.record.vrid = YB_NET_VRID_NONE;
-    }
+    net_lib_db_interface_entry_t &first = segment_body->entries[0];
+    change_mark(first.reserved[0], INTERFACES_ERASING);
+    memset(&segment_body->entries[1], 0, sizeof(segment_body->entries) - sizeof(first));
+    for (net_lib_db_interface_entry_t &entry : segment_body->entries)
+        initialize_interface(entry);
+    first.reserved[1] = 0;
+    first.reserved[2] = 0;
+    change_mark(first.reserved[0], 0);
 }
 
 constexpr segment_description interfaces_description = {
+    .number = 0,
     .name = YB_NET_INTERFACES_SEGMENT_NAME,
+    .title = "Net-lib interfaces DB",
     .size = sizeof(net_lib_db_interfaces_segment_t),
     .trailer_offset = offsetof(net_lib_db_interfaces_segment_t, trailer),
     .initialize_body = initialize_interfaces_body,
+    .repair_body = repair_interfaces,
     .create_function = "net_lib_interfaces_db_init",
     .load_function = "net_lib_db_interfaces_load",
     .unload_function = "net_lib_db_interfaces_unload",
@@ -48,7 +65,7 @@ constexpr segment_description interfaces_description = {
 
 } // namespace
 
-segment interfaces_segment = {interfaces_description, nullptr, nullptr, -1};
+segment interfaces_segment = {interfaces_description, nullptr, nullptr, -1, 0, 0, 0};
 
 yb_status_t net_lib_interfaces_db_init() {
     return segment_create(interfaces_segment);

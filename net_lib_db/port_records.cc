@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The operations of the ports database: ports by system ifindex, the LAG and
-// MLAG bindings, and the maps from logical ports. Each runs under the segment's
-// lock. Where a port lies is port_table.h's; the segment is ports_segment.cc's.
+// MLAG bindings, and the maps from logical ports (port_maps.h). Each runs under
+// the segment's lock. Where a port lies is port_table.h's, how it is written
+// port_change.h's; the segment is ports_segment.cc's.
 #include "ybnet/net_lib_db.h"
 
 #include <algorithm>
@@ -10,18 +11,14 @@
 #include <cstring>
 
 #include "net_lib_db/net_lib_db_log.h"
+#include "net_lib_db/port_change.h"
+#include "net_lib_db/port_maps.h"
 #include "net_lib_db/port_table.h"
-#include "net_lib_db/ports_segment.h"
 
 namespace {
 
 using entry_t = net_lib_port_entry_t;
 using info_t = yb_net_port_info_t;
-using body_t = net_lib_db_ports_segment_t;
-
-body_t &body() {
-    return *static_cast<body_t *>(ports_segment.body);
-}
 
 // True when this process has loaded the database; the caller's name stands in the message.
 #define PORTS_LOADED()                                                                                       \
@@ -34,43 +31,6 @@ body_t &body() {
 #define LOG_NO_ENTRY(sys_ifindex)                                                                            \
     NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Netlib ports DB - cannot get hash table entry by sys_ifindex %u\n",      \
                    sys_ifindex)
-
-// ---- Maps, with the lock held -----------------------------------------------
-
-// Logical ports read from shared memory may be damaged; both indexes are masked, so any value has its slot.
-uint16_t &lag_to_mlag(uint32_t log_port) {
-    return body().lag_to_mlag[YB_NET_LOG_PORT_LAG_INDEX(log_port)];
-}
-
-// Shared format: LAG index 255 lies beyond its map, on port index 0. Addressed from the segment's start,
-// because indexing an array beyond its end is undefined.
-uint32_t &ifindex_slot(uint32_t log_port) {
-    const size_t offset =
-        YB_NET_LOG_PORT_IS_LAG(log_port)
-            ? offsetof(body_t, lag_to_ifindex) + YB_NET_LOG_PORT_LAG_INDEX(log_port) * sizeof(uint32_t)
-            : offsetof(body_t, port_to_ifindex) + YB_NET_LOG_PORT_PORT_INDEX(log_port) * sizeof(uint32_t);
-    return *reinterpret_cast<uint32_t *>(static_cast<std::byte *>(ports_segment.body) + offset);
-}
-
-// mlag_id: at most YB_NET_MLAG_ID_MAX, checked by the caller of the API.
-void enter_in_maps(uint32_t sys_ifindex, uint32_t log_port, uint16_t mlag_id) {
-    if (YB_NET_LOG_PORT_IS_LAG(log_port)) {
-        lag_to_mlag(log_port) = mlag_id;
-        if (mlag_id != 0)
-            body().mlag_to_lag[mlag_id] = log_port;
-    }
-    ifindex_slot(log_port) = sys_ifindex;
-}
-
-// log_port, mlag_id: from shared memory, where another process may have damaged them.
-void clear_in_maps(uint32_t log_port, uint16_t mlag_id) {
-    if (YB_NET_LOG_PORT_IS_LAG(log_port) && mlag_id != 0) {
-        lag_to_mlag(log_port) = 0;
-        if (mlag_id <= YB_NET_MLAG_ID_MAX) // a damaged id has no slot
-            body().mlag_to_lag[mlag_id] = 0;
-    }
-    ifindex_slot(log_port) = 0;
-}
 
 // ---- Records ----------------------------------------------------------------
 
@@ -151,17 +111,14 @@ YB_EXPORT yb_status_t net_lib_db_port_set(uint32_t sys_ifindex, const yb_net_por
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Netlib ports DB - cannot set hash table entry by sys_ifindex %u\n",
                        sys_ifindex);
     } else {
+        const bool enter_maps = own.log_port != 0;
         if (existing != nullptr) {
-            merge_info(existing->info, own);
+            info_t merged = existing->info;
+            merge_info(merged, own);
+            port_change(*existing, sys_ifindex, merged, enter_maps);
         } else {
-            entry_t &bucket = body().port_table[index];
-            bucket.deleted = 0;
-            bucket.hash = scratch.hash;
-            bucket.sys_ifindex = scratch.sys_ifindex;
-            bucket.info = scratch.info;
+            port_fill(ports_body().port_table[index], scratch, enter_maps);
         }
-        if (own.log_port != 0)
-            enter_in_maps(sys_ifindex, own.log_port, own.mlag_id);
     }
     segment_flush(ports_segment); // also for a full table, in which ports may have moved
     segment_unlock(ports_segment);
@@ -183,15 +140,7 @@ YB_EXPORT yb_status_t net_lib_db_port_remove(uint32_t sys_ifindex) {
         LOG_NO_ENTRY(sys_ifindex);
     } else {
         // Shared format: the hash stays, and with it the bucket's place in the chains of other ports.
-        entry_t &bucket = body().port_table[index];
-        bucket.deleted = 1;
-        bucket.sys_ifindex = 0;
-        // Read once, so that what was checked is what is used, whatever another process does meanwhile.
-        const uint32_t log_port = __atomic_load_n(&bucket.info.log_port, __ATOMIC_RELAXED);
-        const uint16_t mlag_id = __atomic_load_n(&bucket.info.mlag_id, __ATOMIC_RELAXED);
-        if (log_port != 0)
-            clear_in_maps(log_port, mlag_id);
-        bucket.info = {};
+        port_delete(ports_body().port_table[index]);
     }
     segment_flush(ports_segment); // also when nothing was found
     segment_unlock(ports_segment);
@@ -213,7 +162,7 @@ YB_EXPORT yb_status_t net_lib_db_port_get(uint32_t sys_ifindex, yb_net_port_info
     if (status != YB_STATUS_SUCCESS)
         LOG_NO_ENTRY(sys_ifindex);
     else
-        copy = body().port_table[index].info; // an empty bucket's too
+        copy = ports_body().port_table[index].info; // an empty bucket's too
     segment_unlock(ports_segment);
     if (status == YB_STATUS_SUCCESS)
         *out = copy;
@@ -247,7 +196,7 @@ YB_EXPORT yb_status_t net_lib_db_ports_get_all(uint32_t protocol, yb_net_port_in
 
     segment_lock(ports_segment);
     uint32_t count = 0;
-    for (const entry_t &bucket : body().port_table) {
+    for (const entry_t &bucket : ports_body().port_table) {
         if (!is_listed(bucket, protocol))
             continue;
         if (target != nullptr)
@@ -278,7 +227,7 @@ YB_EXPORT yb_status_t net_lib_db_log_port_get(uint32_t log_port, uint32_t *out_s
     }
 
     segment_lock(ports_segment);
-    const uint32_t sys_ifindex = ifindex_slot(log_port);
+    const uint32_t sys_ifindex = port_maps_ifindex(log_port);
     segment_unlock(ports_segment);
     *out_sys_ifindex = sys_ifindex; // 0 too
     if (sys_ifindex == 0) {
@@ -299,7 +248,7 @@ YB_EXPORT yb_status_t net_lib_db_lag_get(uint16_t mlag_id, uint32_t *out_log_por
     }
 
     segment_lock(ports_segment);
-    const uint32_t log_port = body().mlag_to_lag[mlag_id];
+    const uint32_t log_port = ports_body().mlag_to_lag[mlag_id];
     // Said of ids that are bound, against the message's wording: consumers know it so.
     if (log_port != 0)
         NET_LIB_DB_LOG(YB_LEVEL_NOTICE, "Netlib ports DB - MLAG ID %u is not bound to any LAG port\n",
@@ -318,7 +267,7 @@ YB_EXPORT yb_status_t net_lib_db_mlag_get(uint32_t log_port, uint16_t *out_mlag_
     }
 
     segment_lock(ports_segment);
-    const uint16_t mlag_id = lag_to_mlag(log_port);
+    const uint16_t mlag_id = port_maps_lag_to_mlag(log_port);
     // Said of LAGs that are bound, as in net_lib_db_lag_get().
     if (mlag_id != 0)
         NET_LIB_DB_LOG(YB_LEVEL_NOTICE, "Netlib ports DB - LAG ID 0x%x is not bound to any MLAG\n", log_port);
@@ -346,7 +295,7 @@ YB_EXPORT yb_status_t net_lib_db_port_lag_set(uint32_t sys_ifindex, uint32_t log
     if (status != YB_STATUS_SUCCESS)
         LOG_NO_ENTRY(sys_ifindex);
     else
-        body().port_table[index].info.lag_log_port = log_port; // an empty bucket's too
+        ports_body().port_table[index].info.lag_log_port = log_port; // an empty bucket's too
     // Not flushed, alone among the changes.
     segment_unlock(ports_segment);
     return status;

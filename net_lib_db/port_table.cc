@@ -6,9 +6,8 @@
 // textbook; processes that followed other rules would lose each other's ports.
 #include "net_lib_db/port_table.h"
 
-#include <utility>
-
 #include "net_lib_db/net_lib_db_log.h"
+#include "net_lib_db/port_change.h"
 #include "net_lib_db/ports_segment.h"
 #include "ybnet/platform/yb_util.h"
 
@@ -46,11 +45,66 @@ uint16_t distance_of(uint16_t index, const entry_t &bucket) {
     return static_cast<uint16_t>(index - bucket.hash);
 }
 
-// The deleted byte stays with the bucket.
-void exchange(entry_t &bucket, entry_t &scratch) {
-    std::swap(bucket.hash, scratch.hash);
-    std::swap(bucket.sys_ifindex, scratch.sys_ifindex);
-    std::swap(bucket.info, scratch.info);
+// Whether a key that has come this far takes the resident's bucket. Shared format: tombstones are reused by this
+// rule only, others stay.
+bool gives_way(uint16_t index, const entry_t &bucket, uint16_t probes) {
+    return distance_of(index, bucket) < probes;
+}
+
+// Where a search for a place ends, with nothing moved yet.
+struct way_through {
+    enum { place, presence, nowhere } end;
+    uint16_t index; // of the place, or of the bucket that has the key
+    uint32_t steps; // that it is away from the home
+    bool displaces; // ports on the way have to move
+};
+
+way_through find_way(const entry_t *table, uint16_t home, uint32_t sys_ifindex) {
+    uint16_t index = home;
+    uint16_t probes = 0;
+    uint32_t carried = sys_ifindex;
+    bool displaces = false;
+    uint32_t steps = 0;
+    do {
+        const entry_t &bucket = table[index];
+        if (is_empty(bucket))
+            return {way_through::place, index, steps, displaces};
+        if (bucket.sys_ifindex == carried && bucket.hash == home)
+            return {way_through::presence, index, steps, displaces};
+        if (gives_way(index, bucket, probes)) {
+            if (bucket.deleted != 0)
+                return {way_through::place, index, steps, displaces};
+            // Shared format: the search goes on with the key's probes and home, not the displaced port's.
+            carried = bucket.sys_ifindex;
+            displaces = true;
+        }
+        index++;
+        probes++;
+        steps++;
+    } while (index != home);
+    return {way_through::nowhere, home, steps, displaces};
+}
+
+// Moves the ports that give way, each to the next one's bucket, the last one first, so that none is ever missing.
+// The bucket of the first is left for the key, marked. The last one goes to the way's place, or into *lost when
+// there is none.
+uint16_t make_room(entry_t *table, uint16_t home, const way_through &way, entry_t *lost) {
+    bool has_target = way.end == way_through::place;
+    auto target = static_cast<uint16_t>(home + way.steps);
+    for (uint32_t steps = way.steps; steps-- > 0;) {
+        const auto index = static_cast<uint16_t>(home + steps);
+        if (table[index].deleted != 0 || !gives_way(index, table[index], static_cast<uint16_t>(steps)))
+            continue;
+        if (has_target) {
+            port_move(table, index, target);
+        } else {
+            *lost = table[index];
+            port_mark_filling(table[index]);
+        }
+        has_target = true;
+        target = index;
+    }
+    return target;
 }
 
 } // namespace
@@ -63,32 +117,27 @@ yb_status_t __net_lib_hashtable_entry_set(uint32_t sys_ifindex, const yb_net_por
     scratch->info = *info;
 
     entry_t *const table = buckets();
-    uint16_t index = home;
-    uint16_t probes = 0;
-    do {
-        entry_t &bucket = table[index];
-        if (is_empty(bucket)) {
-            *out_index = index;
-            return YB_STATUS_SUCCESS;
+    const way_through way = find_way(table, home, sys_ifindex);
+    uint16_t index = way.index;
+    if (way.displaces) {
+        entry_t lost;
+        index = make_room(table, home, way, &lost);
+        if (way.end != way_through::place) {
+            port_fill(table[index], *scratch, false);
+            *scratch = lost;
+            index = way.index;
         }
-        if (bucket.sys_ifindex == scratch->sys_ifindex && bucket.hash == home) {
-            *out_existing = &bucket;
-            *out_index = index;
-            return YB_STATUS_SUCCESS;
-        }
-        if (distance_of(index, bucket) < probes) {
-            // Shared format: tombstones are reused here only, when they are nearer to their home than the
-            // key to its own; others stay.
-            if (bucket.deleted != 0) {
-                *out_index = index;
-                return YB_STATUS_SUCCESS;
-            }
-            // Shared format: the search goes on with the key's probes and home, not the displaced port's.
-            exchange(bucket, *scratch);
-        }
-        index++;
-        probes++;
-    } while (index != home);
+    }
+    switch (way.end) {
+    case way_through::presence:
+        *out_existing = &table[index];
+        [[fallthrough]];
+    case way_through::place:
+        *out_index = index;
+        return YB_STATUS_SUCCESS;
+    case way_through::nowhere:
+        break;
+    }
 
     NET_LIB_DB_LOG(
         YB_LEVEL_ERROR,

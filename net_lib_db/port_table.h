@@ -17,8 +17,8 @@
 
 // Finds the bucket that sys_ifindex goes into. When the key has a live entry, *out_existing points at it and
 // *out_index is its bucket; else *out_existing is left alone and the caller fills bucket *out_index from
-// *scratch: the new port, or an older one that had to make room for it. YB_STATUS_ERROR when the table is
-// full (ERROR): what *scratch then holds has lost its bucket.
+// *scratch (port_fill(): it may be marked), older ports having made room for it. YB_STATUS_ERROR when the table
+// is full (ERROR): what *scratch then holds has lost its bucket.
 yb_status_t __net_lib_hashtable_entry_set(uint32_t sys_ifindex, const yb_net_port_info_t *info,
                                           net_lib_port_entry_t *scratch, uint16_t *out_index,
                                           net_lib_port_entry_t **out_existing);

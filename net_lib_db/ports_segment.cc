@@ -6,24 +6,35 @@
 
 #include <cstring>
 
+#include "net_lib_db/port_change.h"
+#include "net_lib_db/repair_ports.h"
 #include "ybnet/net_lib_db.h"
 
 namespace {
 
+// The first bucket's mark is set first and cleared last: who takes over from a process that died in between
+// can tell, and erases again.
 void initialize_ports_body(void *body) {
     auto *const segment_body = static_cast<net_lib_db_ports_segment_t *>(body);
-    memset(segment_body->port_table, 0, sizeof(segment_body->port_table));
+    net_lib_port_entry_t &first = segment_body->port_table[0];
+    change_mark(first.deleted, PORT_ERASING);
+    memset(&segment_body->port_table[1], 0, sizeof(segment_body->port_table) - sizeof(first));
     // Entry 255 of lag_to_mlag and the two ifindex maps keep what they hold: other processes rely on it.
     constexpr size_t lag_entries_cleared = 255;
     memset(segment_body->lag_to_mlag, 0, lag_entries_cleared * sizeof(segment_body->lag_to_mlag[0]));
     memset(segment_body->mlag_to_lag, 0, sizeof(segment_body->mlag_to_lag));
+    first = {0, {}, PORT_ERASING, {}, 0};
+    change_mark(first.deleted, PORT_LIVE);
 }
 
 constexpr segment_description ports_description = {
+    .number = 1,
     .name = YB_NET_PORTS_SEGMENT_NAME,
+    .title = "Net-lib ports DB",
     .size = sizeof(net_lib_db_ports_segment_t),
     .trailer_offset = offsetof(net_lib_db_ports_segment_t, trailer),
     .initialize_body = initialize_ports_body,
+    .repair_body = repair_ports,
     .create_function = "net_lib_ports_db_init",
     .load_function = "net_lib_db_ports_load",
     .unload_function = "net_lib_db_ports_unload",
@@ -46,7 +57,7 @@ constexpr segment_description ports_description = {
 
 } // namespace
 
-segment ports_segment = {ports_description, nullptr, nullptr, -1};
+segment ports_segment = {ports_description, nullptr, nullptr, -1, 0, 0, 0};
 
 yb_status_t net_lib_ports_db_init() {
     return segment_create(ports_segment);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// See segment.h. Sections: messages; the trailer; creating; loading; unloading.
-// Rests on shm_overview(7), mmap(2), msync(2) and flock(2).
+// See segment.h; the lock's rare parts are segment_lock.cc's. Sections: messages;
+// the trailer; creating; loading; unloading.
+// Rests on shm_overview(7), mmap(2), msync(2) and flock(2). The order of the steps,
+// and what a death between two of them leaves, is modelled in tests/model/segment.pml.
 #include "net_lib_db/segment.h"
 
 #include <cerrno>
@@ -11,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "net_lib_db/complib/cl_plock_owner.h"
 #include "net_lib_db/complib/cl_shared_memory.h"
 #include "net_lib_db/file_lock.h"
 #include "net_lib_db/net_lib_db_log.h"
@@ -67,7 +70,12 @@ void unregister_user(segment &seg) {
 }
 
 bool map_segment(segment &seg, int descriptor) {
+    struct stat file = {};
+    (void)fstatat(descriptor, "", &file, AT_EMPTY_PATH); // a file 0:0 is no descriptor's
     seg.descriptor = descriptor;
+    seg.device = file.st_dev;
+    seg.inode = file.st_ino;
+    seg.descriptors++;
     seg.reference = mmap(nullptr, seg.description.size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     seg.body = seg.reference == MAP_FAILED ? nullptr : seg.reference;
     return seg.body != nullptr;
@@ -326,6 +334,7 @@ yb_status_t segment_unload(segment &seg) {
         SEGMENT_LOG(YB_LEVEL_ERROR, seg.description.unload_function, seg.description.unmap_failed);
     seg.reference = nullptr;
     seg.body = nullptr;
+    cl_plock_withdraw_all(seg.descriptor); // it stays open, and must not speak for threads that end
     if (last_user)
         remove_name(seg);
     file_unlock(seg.descriptor);

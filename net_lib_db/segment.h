@@ -8,9 +8,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <sys/types.h>
 
 #include "net_lib_db/complib/cl_passivelock.h"
 #include "net_lib_db/message.h"
+#include "net_lib_db/probe.h"
 #include "ybnet/net_lib_db_layout.h"
 #include "ybnet/yb_status.h"
 
@@ -23,13 +25,22 @@ struct segment_message {
 #define SEGMENT_MESSAGE(text)                                                                                \
     { text, YB_POSITION_PREFIX text, YB_TRACE_PREFIX text }
 
+// There are two segments; a thread's side of a segment's lock is found by its number.
+constexpr uint32_t SEGMENTS = 2;
+
 struct segment_description {
+    uint32_t number;
     const char *name;
+    const char *title; // in messages
     uint32_t size;
     size_t trailer_offset;
 
     // Brings the body to its initial contents; called with the lock held. The trailer is the frame's.
     void (*initialize_body)(void *body);
+
+    // Completes or takes back what a process that died in the middle of a change left; called with the lock
+    // held. Says what it did.
+    void (*repair_body)(void *body);
 
     // The names under which the frame's steps report.
     const char *create_function;
@@ -62,8 +73,12 @@ struct segment {
     void *body;
 
     // Of the segment that reference was mapped from. Open for the life of the process, as every descriptor of
-    // a segment.
+    // a segment. The file behind it, so that one that the process has closed and given to something else is
+    // known; and how many there were, so that a thread knows on which it has announced itself.
     int descriptor;
+    dev_t device;
+    ino_t inode;
+    uint32_t descriptors;
 };
 
 // YB_STATUS_SUCCESS with reference NULL: another process made the segment first.
@@ -78,12 +93,32 @@ inline net_lib_db_trailer_t &segment_trailer(segment &seg) {
                                                      seg.description.trailer_offset);
 }
 
+// The calling thread's side of both locks. In the program's own block of thread-local storage, so that the way
+// there is one addition.
+extern __thread cl_plock_user segment_lock_users[SEGMENTS] __attribute__((tls_model("initial-exec")));
+
+// Makes the thread known to all that may wait for it; done before it takes the lock for the first time.
+void segment_announce(segment &seg, cl_plock_user &user);
+
+// With the lock just taken over from a thread that died: says so, and repairs.
+void segment_taken_over(segment &seg, uint32_t dead);
+
 inline void segment_lock(segment &seg) {
-    cl_plock_excl_acquire(&segment_trailer(seg).plock);
+    cl_plock_t *const plock = &segment_trailer(seg).plock;
+    cl_plock_user &user = segment_lock_users[seg.description.number];
+    if (__builtin_expect(user.announced_on != seg.descriptors, false))
+        segment_announce(seg, user);
+    const uint32_t dead = cl_plock_excl_acquire(plock, user, {seg.description.name, seg.descriptor});
+    YB_PROBE(lock_acquired, seg.description.name, plock, user.id);
+    if (__builtin_expect(dead != 0, false))
+        segment_taken_over(seg, dead);
 }
 
 inline void segment_unlock(segment &seg) {
-    cl_plock_release(&segment_trailer(seg).plock);
+    cl_plock_t *const plock = &segment_trailer(seg).plock;
+    cl_plock_user &user = segment_lock_users[seg.description.number];
+    YB_PROBE(lock_release, seg.description.name, plock, user.id);
+    cl_plock_release(plock, user);
 }
 
 void segment_flush(segment &seg);

@@ -18,8 +18,12 @@
  *     0 and net_lib_db_interface_lock_release(). Another call is reported (an
  *     assertion with a backtrace in the log), goes on, and gives the lock up too
  *     early. The ports lock is held inside calls only.
- *     The lock tells threads apart by their ids: all users must share one PID
- *     namespace. No thread may be cancelled (pthread_cancel(3)) while it holds it.
+ *     When a process dies with the lock, somebody who waits takes it over within
+ *     half a second, says so (WARN), and completes or takes back the change that
+ *     was left half done (WARN, one line each). A holder that is slow or stopped
+ *     keeps it, in whatever PID namespace it runs. No thread may be cancelled
+ *     (pthread_cancel(3)) or end while it holds it; builds of the library that do
+ *     not take locks over must share one PID namespace with all others.
  *  3. Functions other than load and unload may be called from any thread.
  *     Loads and unloads must not run beside any other call of the process.
  *  4. Results are copies. A caller's memory is never touched while a segment's
@@ -29,7 +33,9 @@
  *     when the net_lib_db verbosity allows it, and to the trace buffer.
  *  6. A child made by fork(2) shares its parent's mappings and its registration:
  *     exactly one of the two unloads, and the other stops using the library
- *     before that (a parent that only exits has).
+ *     before that (a parent that only exits has). The child does not hold the locks
+ *     that its parent held. Other ways to make a child (clone(2), _Fork(3)) are not
+ *     seen: such a child must not use the library.
  *  7. Whoever may write to a segment is trusted: records read from it are never
  *     used unchecked as an index or a length, but a forged lock blocks everybody,
  *     and a file cut short kills its users.
@@ -123,7 +129,7 @@ yb_status_t net_lib_db_ports_unload(uint32_t unused);
 /*
  * Take and release the interfaces segment's lock, to make several steps one.
  * Blocks as long as any thread of any process holds it. Both do nothing when
- * the database is not loaded in this process. A holder that dies keeps the lock.
+ * the database is not loaded in this process.
  */
 void net_lib_db_interface_lock_acquire(void);
 void net_lib_db_interface_lock_release(void);

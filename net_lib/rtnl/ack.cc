@@ -8,6 +8,8 @@
 #include <cstring>
 #include <linux/netlink.h>
 
+#include "net_lib_db/probe.h"
+
 namespace {
 
 constexpr size_t header_size = sizeof(struct nlmsghdr);
@@ -20,10 +22,11 @@ rtnl_ack error_answer(const std::byte *payload, size_t payload_size) {
         return rtnl_ack::failed;
     }
     memcpy(&answer, payload, sizeof(answer));
-    if (answer.error == 0)
-        return rtnl_ack::acknowledged;
     // Negated in unsigned arithmetic: a broken answer may carry INT_MIN.
     const int reason = static_cast<int>(-static_cast<uint32_t>(answer.error));
+    YB_PROBE(ack, answer.msg.nlmsg_type, answer.msg.nlmsg_seq, reason);
+    if (answer.error == 0)
+        return rtnl_ack::acknowledged;
     (void)fprintf(stderr, "RTNETLINK answers [%d]: %s\n", reason, strerror(reason));
     errno = reason;
     return rtnl_ack::failed;

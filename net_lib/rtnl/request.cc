@@ -13,6 +13,7 @@
 
 #include "net_lib/rtnl/ack.h"
 #include "net_lib_db/message.h"
+#include "net_lib_db/probe.h"
 
 YB_EXPORT rtnl_handle_t rth = {-1, {}, 0, 0};
 
@@ -28,6 +29,16 @@ static_assert(address_size == 12);
 int32_t open_failed(const char *step) {
     perror(step);
     return 1; // the descriptor is dropped, open: the next call makes a fresh socket
+}
+
+// The netdev that a request names; 0 when it names none or has no family header.
+uint32_t ifindex_of(const struct nlmsghdr *n) {
+    static_assert(offsetof(struct ifinfomsg, ifi_index) == offsetof(struct ifaddrmsg, ifa_index));
+    struct ifaddrmsg family;
+    if (n->nlmsg_len < NLMSG_LENGTH(sizeof(family)))
+        return 0;
+    memcpy(&family, NLMSG_DATA(n), sizeof(family));
+    return family.ifa_index;
 }
 
 } // namespace
@@ -63,13 +74,12 @@ int32_t rtnl_open() {
     return 0;
 }
 
-int32_t rtnl_talk(struct nlmsghdr *n) {
+namespace {
+
+// Sends a stamped request and waits for the answer to it: rtnl_talk()'s result.
+int32_t exchange(struct nlmsghdr *n, uint32_t sequence) {
     struct sockaddr_nl kernel = {};
     kernel.nl_family = AF_NETLINK;
-
-    const uint32_t sequence = ++rth.seq;
-    n->nlmsg_seq = sequence;
-    n->nlmsg_flags |= NLM_F_ACK;
 
     struct iovec part = {n, n->nlmsg_len};
     struct msghdr message = {};
@@ -113,4 +123,17 @@ int32_t rtnl_talk(struct nlmsghdr *n) {
         if (answer != rtnl_ack::receive_further)
             return answer == rtnl_ack::acknowledged ? 0 : 1;
     }
+}
+
+} // namespace
+
+int32_t rtnl_talk(struct nlmsghdr *n) {
+    const uint32_t sequence = ++rth.seq;
+    n->nlmsg_seq = sequence;
+    n->nlmsg_flags |= NLM_F_ACK;
+
+    YB_PROBE(request, n->nlmsg_type, ifindex_of(n), sequence);
+    const int32_t result = exchange(n, sequence);
+    YB_PROBE(request_end, n->nlmsg_type, sequence, result);
+    return result;
 }

@@ -22,7 +22,8 @@ namespace calls {
 // fclose. Aborts for another name.
 void fail(const std::string &function, int reason, int nth = 1);
 
-// How often the function was called since reset().
+// How often the function was called since reset(). Of "segment_lock": how often this thread took and released
+// either segment's lock.
 int count(const std::string &function);
 
 // Runs hook in front of each call of the function, with the number of the call since reset() (1 = the first):

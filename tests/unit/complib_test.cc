@@ -21,8 +21,13 @@ namespace {
 using testing::IsEmpty;
 using testing::MatchesRegex;
 
+constexpr cl_plock_place nowhere = {"a test's lock", -1};
+cl_plock_user nobody;
+
 class complib : public testing::Test {
   protected:
+    cl_plock_user user = {static_cast<uint32_t>(gettid()), 0, 0, 0};
+
     void SetUp() override {
         platform::reset();
         calls::reset();
@@ -89,7 +94,7 @@ class initialized_plock : public complib {
 TEST_F(complib, report_is_written_at_verbosity_0) {
     uint32_t silent = 0;
     ASSERT_EQ(YB_STATUS_SUCCESS, yb_net_log_verbosity_level(YB_ACCESS_CMD_SET, &silent));
-    cl_plock_release(nullptr);
+    cl_plock_release(nullptr, nobody);
     EXPECT_LT(0u, expect_lock_report("cl_plock_release"));
 }
 
@@ -97,7 +102,7 @@ __attribute__((noinline)) void report_from_depth(int depth) {
     if (depth > 0)
         report_from_depth(depth - 1);
     else
-        cl_plock_release(nullptr);
+        cl_plock_release(nullptr, nobody);
     asm volatile(""); // keeps the frame
 }
 
@@ -108,7 +113,7 @@ TEST_F(complib, report_has_at_most_20_frames) {
 
 TEST_F(complib, report_without_memory_for_names_ends_with_the_count) {
     calls::fail("backtrace_symbols", ENOMEM);
-    cl_plock_release(nullptr);
+    cl_plock_release(nullptr, nobody);
     ASSERT_EQ(2u, platform::recorded().log.size());
     EXPECT_EQ("ASSERT in %s[%d]- %s\n", platform::recorded().log[0].format);
     EXPECT_EQ("ASSERT - Retrieved a list of %zd elements.\n", platform::recorded().log[1].format);
@@ -119,9 +124,9 @@ TEST_F(complib, report_without_memory_for_names_ends_with_the_count) {
 TEST_F(complib, lock_routines_report_a_null_lock_and_go_on) {
     EXPECT_EQ(1, cl_plock_init_pshared(nullptr));
     expect_lock_report("cl_plock_init_pshared");
-    cl_plock_excl_acquire(nullptr);
+    (void)cl_plock_excl_acquire(nullptr, user, nowhere);
     expect_lock_report("cl_plock_excl_acquire");
-    cl_plock_release(nullptr);
+    cl_plock_release(nullptr, user);
     expect_lock_report("cl_plock_release");
     cl_plock_destroy(nullptr);
     expect_lock_report("cl_plock_destroy");
@@ -152,9 +157,9 @@ TEST_F(complib, lock_initialization_fails_with_each_of_its_calls_and_destroys_th
 }
 
 TEST_F(initialized_plock, is_taken_and_released) {
-    cl_plock_excl_acquire(&plock);
+    (void)cl_plock_excl_acquire(&plock, user, nowhere);
     EXPECT_TRUE(locked(plock));
-    cl_plock_release(&plock);
+    cl_plock_release(&plock, user);
     EXPECT_FALSE(locked(plock));
     EXPECT_EQ(2u, plock.state);
     expect_no_report();
@@ -164,10 +169,10 @@ TEST_F(initialized_plock, in_another_state_is_reported_and_taken_all_the_same) {
     for (const uint32_t state : {0u, 1u, 3u, 4u, 0x02000002u}) {
         SCOPED_TRACE(state);
         plock.state = state;
-        cl_plock_excl_acquire(&plock);
+        (void)cl_plock_excl_acquire(&plock, user, nowhere);
         expect_lock_report("cl_plock_excl_acquire");
         EXPECT_TRUE(locked(plock));
-        cl_plock_release(&plock);
+        cl_plock_release(&plock, user);
         expect_lock_report("cl_plock_release");
         EXPECT_FALSE(locked(plock));
         EXPECT_EQ(state, plock.state);
@@ -175,17 +180,23 @@ TEST_F(initialized_plock, in_another_state_is_reported_and_taken_all_the_same) {
 }
 
 TEST_F(initialized_plock, that_cannot_be_taken_is_reported_and_the_caller_goes_on) {
-    cl_plock_excl_acquire(&plock);
-    cl_plock_excl_acquire(&plock); // glibc refuses the same thread with EDEADLK
+    (void)cl_plock_excl_acquire(&plock, user, nowhere);
+    (void)cl_plock_excl_acquire(&plock, user, nowhere); // would wait for itself
     expect_lock_report("cl_plock_excl_acquire");
-    cl_plock_release(&plock);
+    cl_plock_release(&plock, user);
     expect_no_report();
 }
 
-TEST_F(initialized_plock, that_cannot_be_released_is_reported_and_the_caller_goes_on) {
-    calls::fail("pthread_rwlock_unlock", EPERM);
-    cl_plock_release(&plock);
+TEST_F(initialized_plock, that_is_not_held_is_not_released) {
+    cl_plock_release(&plock, user);
     expect_lock_report("cl_plock_release");
+    (void)cl_plock_excl_acquire(&plock, user, nowhere);
+    cl_plock_user other = {};
+    cl_plock_release(&plock, other);
+    expect_lock_report("cl_plock_release");
+    EXPECT_TRUE(locked(plock));
+    cl_plock_release(&plock, user);
+    EXPECT_FALSE(locked(plock));
 }
 
 TEST_F(initialized_plock, goes_through_state_3_to_state_4_when_destroyed) {

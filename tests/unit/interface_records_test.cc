@@ -237,8 +237,7 @@ TEST_F(interface_records, are_not_flushed_by_changes_removals_and_lookups) {
     (void)net_lib_db_interface_remove(1);
     (void)net_lib_db_interface_remove(1);
     EXPECT_EQ(0, calls::count("msync"));
-    EXPECT_EQ(9, calls::count("pthread_rwlock_wrlock")) << "once each, failures included";
-    EXPECT_EQ(9, calls::count("pthread_rwlock_unlock"));
+    EXPECT_EQ(9, calls::count("segment_lock")) << "once each, failures included";
 }
 
 TEST_F(interface_records, are_added_without_the_lock_only_when_take_lock_is_0) {
@@ -247,8 +246,7 @@ TEST_F(interface_records, are_added_without_the_lock_only_when_take_lock_is_0) {
     calls::reset();
     EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_interface_add_full(1, 2, &params, 3, 4, 0));
     EXPECT_EQ(22u, net_lib_db_interface_add_full(1, 2, &params, 3, 4, 0));
-    EXPECT_EQ(0, calls::count("pthread_rwlock_wrlock"));
-    EXPECT_EQ(0, calls::count("pthread_rwlock_unlock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
     EXPECT_EQ(2, calls::count("msync"));
     EXPECT_TRUE(view().locked()) << "the caller's still";
     net_lib_db_interface_lock_release();
@@ -256,8 +254,7 @@ TEST_F(interface_records, are_added_without_the_lock_only_when_take_lock_is_0) {
     for (const uint32_t take_lock : {1u, 2u, 0x80000000u}) {
         calls::reset();
         EXPECT_EQ(22u, net_lib_db_interface_add_full(1, 2, &params, 3, 4, take_lock));
-        EXPECT_EQ(1, calls::count("pthread_rwlock_wrlock"));
-        EXPECT_EQ(1, calls::count("pthread_rwlock_unlock"));
+        EXPECT_EQ(1, calls::count("segment_lock"));
     }
 }
 

@@ -88,7 +88,7 @@ TEST_F(interface_set_lock, is_held_across_every_command_of_a_full_create) {
     yb_net_interface_params_t params = vlan_params(0, 5, "red", YB_NET_NAME_FORMAT_VLAN);
     EXPECT_EQ(YB_STATUS_SUCCESS, yb_net_interface_set_full(YB_ACCESS_CMD_CREATE, sys_ifindex, &params, 1, 2));
     EXPECT_THAT(held, ElementsAre(true, true, true, true));
-    EXPECT_EQ(1, calls::count("pthread_rwlock_wrlock")) << "the record is added without locking again";
+    EXPECT_EQ(1, calls::count("segment_lock")) << "the record is added without locking again";
     EXPECT_FALSE(locked());
 }
 
@@ -96,7 +96,7 @@ TEST_F(interface_set_lock, is_not_held_by_the_plain_entry) {
     yb_net_interface_params_t params = vlan_params(0, 5, "red", YB_NET_NAME_FORMAT_VLAN);
     EXPECT_EQ(YB_STATUS_SUCCESS, yb_net_interface_set(YB_ACCESS_CMD_CREATE, sys_ifindex, &params));
     EXPECT_THAT(held, ElementsAre(false, false, false, false));
-    EXPECT_EQ(1, calls::count("pthread_rwlock_wrlock"));
+    EXPECT_EQ(1, calls::count("segment_lock"));
 }
 
 TEST_F(interface_set_lock, is_not_held_across_edit_and_destroy_of_the_full_entry) {
@@ -148,7 +148,7 @@ TEST_F(interface_set_lock, parameters_are_read_before_it_is_taken) {
 TEST_F(interface_set_lock, name_is_written_back_after_its_release) {
     watched_params params(locked);
     *params.params() = vlan_params(0, 5, "red");
-    calls::before("pthread_rwlock_wrlock", [&params](int) { params.lock_away(); });
+    calls::before("system", [&params](int) { params.lock_away(); });
     EXPECT_EQ(YB_STATUS_SUCCESS,
               yb_net_interface_set_full(YB_ACCESS_CMD_CREATE, sys_ifindex, params.params(), 1, 2));
     EXPECT_THAT(params.touches, ElementsAre(false));
@@ -168,7 +168,7 @@ TEST_F(interface_set_lock, callers_change_during_a_create_reaches_neither_netdev
 TEST_F(interface_set_lock, block_that_cannot_be_written_is_fine_when_no_name_is_given_back) {
     watched_params params(locked);
     *params.params() = loopback_params("lo1", "red");
-    calls::before("pthread_rwlock_wrlock", [&params](int) { params.lock_away(); });
+    calls::before("system", [&params](int) { params.lock_away(); });
     EXPECT_EQ(YB_STATUS_SUCCESS, yb_net_interface_set(YB_ACCESS_CMD_CREATE, sys_ifindex, params.params()));
     EXPECT_EQ(YB_STATUS_SUCCESS, yb_net_interface_set(YB_ACCESS_CMD_DESTROY, sys_ifindex, params.params()));
     EXPECT_LE(params.touches.size(), 1u) << "at most the comparison of the name";

@@ -16,10 +16,10 @@ TEST_F(port_flush, operations_take_and_release_the_lock_once) {
     uint16_t half = 0;
     yb_net_port_info_t info = with_log_port(lag_of(1), 1);
     const auto locks = [](auto operation) {
-        const int before = calls::count("pthread_rwlock_wrlock");
+        const int before = calls::count("segment_lock");
         operation();
         EXPECT_FALSE(locked());
-        return calls::count("pthread_rwlock_wrlock") - before;
+        return calls::count("segment_lock") - before;
     };
     EXPECT_EQ(1, locks([&] { (void)net_lib_db_port_set(5, &info); }));
     EXPECT_EQ(1, locks([&] { (void)net_lib_db_port_get(5, &info); }));

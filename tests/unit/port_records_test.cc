@@ -33,7 +33,7 @@ TEST_F(port_records, need_a_loaded_database) {
     const auto lines = take_lines();
     EXPECT_EQ(8u, lines.size());
     EXPECT_THAT(lines, Each(error_line("Net-lib ports DB was not initialized\n")));
-    EXPECT_EQ(0, calls::count("pthread_rwlock_wrlock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
     EXPECT_EQ(7u, size);
 
     // The one check that comes first.

@@ -5,6 +5,8 @@
 // processes of the stack follow the same rules on the same memory.
 #include "net_lib_db/port_table.h"
 
+#include "net_lib_db/port_change.h"
+
 #include "tests/unit/ports_fixture.h"
 #include "ybnet/platform/yb_util.h"
 
@@ -47,6 +49,10 @@ class port_table : public ports_test {
         info.attr_i = key;
         r.status = __net_lib_hashtable_entry_set(key, &info, &r.scratch, &r.index, &r.existing);
         return r;
+    }
+    // What the caller does with a result.
+    static void fill(const result &r) {
+        port_fill(bucket(r.index), r.scratch, false);
     }
     static result get(uint32_t key) {
         result r = {99, 0xABCD, nullptr, {}};
@@ -125,20 +131,23 @@ TEST_F(port_table, set_passes_residents_that_are_as_far_from_home) {
     EXPECT_THAT(keys(10, 12), ElementsAre(1, 2, 0));
 }
 
-TEST_F(port_table, set_takes_a_nearer_residents_place_and_carries_it_on) {
+TEST_F(port_table, set_moves_a_nearer_resident_on_and_names_its_bucket) {
     homes()[700] = 10;
     put(10, 1, 10);
     put(11, 2, 11);
     bucket(11).info.attr_i = 222;
     const result r = set(700);
-    EXPECT_EQ(12, r.index);
+    EXPECT_EQ(11, r.index);
     EXPECT_EQ(nullptr, r.existing);
-    EXPECT_THAT(keys(10, 12), ElementsAre(1, 700, 0));
-    EXPECT_EQ(10u, bucket(11).hash);
-    EXPECT_EQ(700u, bucket(11).info.attr_i);
-    EXPECT_EQ(2u, r.scratch.sys_ifindex);
-    EXPECT_EQ(11u, r.scratch.hash);
-    EXPECT_EQ(222u, r.scratch.info.attr_i);
+    EXPECT_EQ(10u, r.scratch.hash);
+    EXPECT_EQ(700u, r.scratch.info.attr_i);
+    EXPECT_EQ(2u, bucket(12).sys_ifindex);
+    EXPECT_EQ(11u, bucket(12).hash);
+    EXPECT_EQ(222u, bucket(12).info.attr_i);
+    EXPECT_EQ(0, bucket(12).deleted);
+    fill(r);
+    EXPECT_THAT(keys(10, 13), ElementsAre(1, 700, 2, 0));
+    EXPECT_EQ(0, bucket(11).deleted);
 }
 
 TEST_F(port_table, set_goes_on_with_the_keys_probes_after_an_exchange) {
@@ -147,10 +156,8 @@ TEST_F(port_table, set_goes_on_with_the_keys_probes_after_an_exchange) {
     put(11, 2, 11);
     put(12, 3,
         11); // at distance 1: not nearer than key 2 would be there, but nearer than key 700's two probes
-    const result r = set(700);
-    EXPECT_THAT(keys(10, 13), ElementsAre(1, 700, 2, 0));
-    EXPECT_EQ(13, r.index);
-    EXPECT_EQ(3u, r.scratch.sys_ifindex);
+    fill(set(700));
+    EXPECT_THAT(keys(10, 13), ElementsAre(1, 700, 2, 3));
 }
 
 TEST_F(port_table, set_looks_for_the_carried_key_under_the_home_of_the_key_being_set) {
@@ -160,8 +167,8 @@ TEST_F(port_table, set_looks_for_the_carried_key_under_the_home_of_the_key_being
     put(12, 2, 11); // a second copy of the key that bucket 11 gives up; its hash is not 700's home
     const result r = set(700);
     EXPECT_EQ(nullptr, r.existing);
-    EXPECT_THAT(keys(10, 13), ElementsAre(1, 700, 2, 0));
-    EXPECT_EQ(13, r.index);
+    fill(r);
+    EXPECT_THAT(keys(10, 13), ElementsAre(1, 700, 2, 2));
 }
 
 TEST_F(port_table, set_finds_the_carried_key_where_its_hash_is_the_home_of_the_key_being_set) {
@@ -180,10 +187,8 @@ TEST_F(port_table, set_goes_around_from_the_last_bucket_to_the_first) {
     put(65535, 1, 65535);
     put(0, 2, 65535); // one step from home, as far as key 700 is here
     put(1, 3, 1);     // at home, where key 700 has come two steps
-    const result r = set(700);
-    EXPECT_EQ(2, r.index);
-    EXPECT_THAT(keys(65535, 2), ElementsAre(1, 2, 700, 0));
-    EXPECT_EQ(3u, r.scratch.sys_ifindex);
+    fill(set(700));
+    EXPECT_THAT(keys(65535, 2), ElementsAre(1, 2, 700, 3));
 }
 
 TEST_F(port_table, set_reuses_a_tombstone_that_is_nearer_to_its_home_than_the_key) {
@@ -210,10 +215,10 @@ TEST_F(port_table, set_lets_a_carried_port_have_the_tombstone) {
     put(11, 2, 11);
     put(12, 0, 11, 1);
     const result r = set(700);
-    EXPECT_EQ(12, r.index);
-    EXPECT_EQ(2u, r.scratch.sys_ifindex);
-    EXPECT_THAT(keys(10, 12), ElementsAre(1, 700, 0));
-    EXPECT_EQ(1, bucket(12).deleted);
+    EXPECT_EQ(11, r.index);
+    fill(r);
+    EXPECT_THAT(keys(10, 12), ElementsAre(1, 700, 2));
+    EXPECT_EQ(0, bucket(12).deleted);
 }
 
 TEST_F(port_table, set_counts_any_deleted_byte_but_0_as_a_tombstone) {

@@ -141,8 +141,7 @@ TEST_P(segment_contents, are_erased_and_flushed_with_the_lock_held) {
     EXPECT_EQ(1, calls::count("msync"));
     EXPECT_TRUE(locked);
     EXPECT_TRUE(erased);
-    EXPECT_EQ(1, calls::count("pthread_rwlock_wrlock"));
-    EXPECT_EQ(1, calls::count("pthread_rwlock_unlock"));
+    EXPECT_EQ(1, calls::count("segment_lock"));
 }
 
 FOR_BOTH_SEGMENTS(segment_contents);

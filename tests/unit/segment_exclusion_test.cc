@@ -62,7 +62,7 @@ TEST_F(segment_exclusion, last_user_does_not_remove_a_segment_that_another_is_lo
         interfaces_segment.reference =
             nullptr; // a process of its own, not this one's child in the library's eyes
         interfaces_segment.body = nullptr;
-        return load_stopped_before("pthread_rwlock_wrlock");
+        return load_stopped_before("msync");
     });
     ASSERT_TRUE(stopped.wait_for(1));
     child_process release([this] {

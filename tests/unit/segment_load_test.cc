@@ -103,7 +103,7 @@ TEST_P(segment_load_test, second_with_flag_0_returns_31_and_changes_nothing) {
     EXPECT_EQ(before, segment_bytes(format()));
     EXPECT_EQ(0, calls::count("shm_open"));
     EXPECT_EQ(0, calls::count("msync"));
-    EXPECT_EQ(0, calls::count("pthread_rwlock_wrlock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
 }
 
 TEST_P(segment_load_test, second_with_flag_2_erases_and_registers_no_other_user) {
@@ -256,8 +256,8 @@ TEST(interfaces_lock, does_nothing_when_the_database_is_not_loaded) {
     calls::reset();
     net_lib_db_interface_lock_acquire();
     net_lib_db_interface_lock_release();
-    EXPECT_EQ(0, calls::count("pthread_rwlock_wrlock"));
-    EXPECT_EQ(0, calls::count("pthread_rwlock_unlock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
     EXPECT_THAT(all_said(), IsEmpty());
 }
 
@@ -270,7 +270,7 @@ TEST(interfaces_lock, does_nothing_after_a_failed_mapping) {
     ASSERT_EQ(6u, net_lib_db_interfaces_load(0));
     net_lib_db_interface_lock_acquire();
     net_lib_db_interface_lock_release();
-    EXPECT_EQ(0, calls::count("pthread_rwlock_wrlock"));
+    EXPECT_EQ(0, calls::count("segment_lock"));
     EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_unload(0));
     segment_remove(interfaces_format);
 }

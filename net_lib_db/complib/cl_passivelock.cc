@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See cl_passivelock.h. Waiting: a short spin, then sleeps on glibc's own futex word (futex(2)), in rounds after
+// which the holder is looked at; and taking the lock over from a dead one.
+//
+// pthread_rwlock_clockwrlock(3p) is not used to wait: where a holder died while __writers_futex was 0, in its
+// first or last instructions, that spins for ever, whatever its deadline.
+//
+// Why nobody alive is robbed. The takeover replaces, in one compare-and-exchange of the pair __readers and
+// __writers, a dead thread's id T by the caller's, under an inquest on T (cl_plock_owner.h) that was opened
+// before the pair was read. While it lasts every thread T that could be recorded is dead, none can come into
+// being, and nobody else can conclude the same about T. A dead thread changes nothing, other takers wait for
+// the id to become 0: so from the reading to the exchange T stays, and it is a dead one's.
+//
+// T may have been taking, holding or releasing the lock: the words that go with the pair are brought to what a
+// holder's are. It may have owed a sleeper its wake-up: the caller's own release wakes one, and so on from there.
+//
+// A holder of another build is known by __cur_writer only. One that dies in the few instructions in which that
+// is 0 is not recorded anywhere, and waited for.
+#include "net_lib_db/complib/cl_passivelock.h"
+
+#include <climits>
+#include <ctime>
+#include <linux/futex.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "net_lib_db/complib/cl_plock_owner.h"
+#include "net_lib_db/probe.h"
+
+namespace {
+
+constexpr long nanoseconds = 1'000'000'000;
+constexpr long round_length = 200'000'000; // between two looks at the holder
+constexpr int spins = 100;
+constexpr int yields = 16;
+constexpr long nap = 50'000;
+constexpr int naps_max = 100; // the longest sleep, in naps
+
+struct lock_words {
+    uint64_t pair;
+    uint32_t readers;
+    uint32_t owner;  // __writers
+    uint32_t writer; // __cur_writer
+};
+
+lock_words read_words(cl_plock_t *plock) {
+    lock_words words = {};
+    words.pair = __atomic_load_n(cl_plock_words(plock), __ATOMIC_ACQUIRE);
+    words.readers = static_cast<uint32_t>(words.pair);
+    words.owner = static_cast<uint32_t>(words.pair >> CL_PLOCK_OWNER_SHIFT);
+    words.writer = __atomic_load_n(CL_PLOCK_WORD(plock, __cur_writer), __ATOMIC_RELAXED);
+    return words;
+}
+
+bool exchange_pair(cl_plock_t *plock, uint64_t expected, uint32_t readers, uint32_t owner) {
+    return __atomic_compare_exchange_n(cl_plock_words(plock), &expected,
+                                       uint64_t{owner} << CL_PLOCK_OWNER_SHIFT | readers, false,
+                                       __ATOMIC_ACQ_REL, __ATOMIC_RELAXED);
+}
+
+// ---- Waiting ----------------------------------------------------------------
+
+timespec round_end() {
+    timespec end;
+    (void)clock_gettime(CLOCK_MONOTONIC, &end); // this clock always exists
+    end.tv_nsec += round_length;
+    if (end.tv_nsec >= nanoseconds) {
+        end.tv_sec++;
+        end.tv_nsec -= nanoseconds;
+    }
+    return end;
+}
+
+bool is_over(const timespec &end) {
+    timespec now;
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec > end.tv_sec || (now.tv_sec == end.tv_sec && now.tv_nsec >= end.tv_nsec);
+}
+
+bool spin(cl_plock_t *plock, cl_plock_user &own) {
+    for (int i = 0; i < spins; i++) {
+        if (cl_plock_try(plock, own, __atomic_load_n(cl_plock_words(plock), __ATOMIC_RELAXED)))
+            return true;
+        __builtin_ia32_pause();
+    }
+    return false;
+}
+
+// Sleeps until the lock may be free or the round is over. The futex word says whether its holder will wake
+// anybody; in the moments in which it does not, the lock is about to change hands.
+void sleep_a_while(cl_plock_t *plock, const timespec &end, int *unsettled) {
+    constexpr uint32_t slept_on = CL_PLOCK_FUTEX_ON | CL_PLOCK_FUTEX_USED;
+    cl_plock_word *const futex = CL_PLOCK_WORD(plock, __writers_futex);
+    uint32_t seen = CL_PLOCK_FUTEX_ON;
+    if (__atomic_compare_exchange_n(futex, &seen, slept_on, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED) ||
+        seen == slept_on) {
+        *unsettled = 0;
+        (void)syscall(SYS_futex, futex, FUTEX_WAIT_BITSET, slept_on, &end, nullptr, FUTEX_BITSET_MATCH_ANY);
+    } else if (++*unsettled <= yields) {
+        (void)sched_yield();
+    } else {
+        const int naps = *unsettled - yields;
+        const timespec length = {0, nap * (naps < naps_max ? naps : naps_max)};
+        (void)nanosleep(&length, nullptr);
+    }
+}
+
+// One round; true when it got the lock.
+bool wait_a_round(cl_plock_t *plock, cl_plock_user &own) {
+    const timespec end = round_end();
+    int unsettled = 0;
+    do {
+        sleep_a_while(plock, end, &unsettled);
+        if (spin(plock, own)) {
+            // Others may sleep on the same word still: the release is to wake the next.
+            (void)__atomic_fetch_or(CL_PLOCK_WORD(plock, __writers_futex), CL_PLOCK_FUTEX_USED,
+                                    __ATOMIC_RELAXED);
+            return true;
+        }
+    } while (!is_over(end));
+    return false;
+}
+
+// ---- Taking over ------------------------------------------------------------
+
+// Who is behind a lock that is not free: its id, 0 when not recorded.
+struct holder {
+    uint32_t id;
+    bool announced;
+};
+
+holder holder_of(const lock_words &words) {
+    return words.owner != 0 ? holder{words.owner, true} : holder{words.writer, false};
+}
+
+// Takes the lock from a dead holder; false when it is not to be had.
+bool inherit(cl_plock_t *plock, cl_plock_user &own, const lock_words &words) {
+    if ((words.readers & ~uint32_t{CL_PLOCK_FLAGS}) != 0)
+        return false; // readers: nobody of this stack
+    if (!exchange_pair(plock, words.pair, words.readers | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED,
+                       own.announced_id))
+        return false;
+    const bool phase_is_on = __atomic_load_n(CL_PLOCK_WORD(plock, __wrphase_futex), __ATOMIC_RELAXED) != 0;
+    cl_plock_record(plock, own, !phase_is_on);
+    (void)__atomic_fetch_or(CL_PLOCK_WORD(plock, __writers_futex), CL_PLOCK_FUTEX_USED, __ATOMIC_RELAXED);
+    return true;
+}
+
+// The id of the dead holder that the lock was taken over from, else 0.
+uint32_t take_over(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
+    const holder suspect = holder_of(read_words(plock));
+    cl_plock_inquest inquest;
+    if (suspect.id == 0 || !cl_plock_inquest_open(&inquest, place.descriptor))
+        return 0;
+    uint32_t dead = 0;
+    if (cl_plock_owner_is_dead(inquest, suspect.id, suspect.announced, suspect.id == own.id)) {
+        const lock_words words = read_words(plock);
+        const holder now = holder_of(words);
+        if (now.id == suspect.id && now.announced == suspect.announced && inherit(plock, own, words))
+            dead = now.id;
+    }
+    cl_plock_inquest_close(&inquest);
+    return dead;
+}
+
+} // namespace
+
+void cl_plock_wake(cl_plock_t *plock, bool readers, bool a_writer) {
+    if (readers && (__atomic_exchange_n(CL_PLOCK_WORD(plock, __wrphase_futex), 0U, __ATOMIC_RELAXED) &
+                    CL_PLOCK_FUTEX_USED) != 0)
+        (void)syscall(SYS_futex, CL_PLOCK_WORD(plock, __wrphase_futex), FUTEX_WAKE, INT_MAX, nullptr, nullptr,
+                      0);
+    if (a_writer)
+        (void)syscall(SYS_futex, CL_PLOCK_WORD(plock, __writers_futex), FUTEX_WAKE, 1, nullptr, nullptr, 0);
+}
+
+uint32_t cl_plock_wait(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
+    if (spin(plock, own))
+        return 0;
+    YB_PROBE(lock_wait, place.name, plock, own.id, holder_of(read_words(plock)).id);
+    for (;;) {
+        if (wait_a_round(plock, own))
+            return 0;
+        const uint32_t dead = take_over(plock, own, place);
+        if (dead != 0) {
+            YB_PROBE(lock_takeover, place.name, plock, own.id, dead);
+            return dead;
+        }
+    }
+}

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See cl_plock_owner.h. Rests on F_OFD_SETLK and F_OFD_GETLK (fcntl(2)),
+// tkill(2), and /proc/PID/stat and /proc/self/status (proc(5)).
+#include "net_lib_db/complib/cl_plock_owner.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// ---- The bytes --------------------------------------------------------------
+
+// Beyond any file; id above namespace, so that all bytes of one id are one range.
+constexpr off_t bytes_begin = off_t{1} << 60;
+constexpr int id_shift = 32;
+constexpr off_t bytes_of_one_id = off_t{1} << id_shift;
+constexpr uint32_t id_max = 1U << 22; // the kernel's own limit
+
+off_t first_byte_of(uint32_t id) {
+    return bytes_begin + (static_cast<off_t>(id) << id_shift);
+}
+
+bool lock_bytes(int descriptor, int command, short type, off_t start, off_t length) {
+    struct flock range = {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = start;
+    range.l_len = length;
+    int failed;
+    do {
+        failed = fcntl(descriptor, command, &range);
+    } while (failed != 0 && errno == EINTR);
+    return failed == 0;
+}
+
+// ---- This process's namespace -----------------------------------------------
+
+// Reads the beginning of a file of /proc; false when there is none.
+bool read_beginning(const char *path, char *text, size_t size) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    const ssize_t length = read(descriptor, text, size - 1);
+    close(descriptor);
+    text[length > 0 ? length : 0] = '\0';
+    return length > 0;
+}
+
+// The namespace's inode number, as the kernel gives it out once for each; 0 when it cannot be learned.
+uint32_t read_namespace() {
+    struct stat status;
+    return stat("/proc/self/ns/pid", &status) == 0 ? static_cast<uint32_t>(status.st_ino) : 0;
+}
+
+// Whether the ids under /proc are this process's: it may be mounted from a namespace further up, and then shows
+// the process under one id for each level.
+bool read_proc_is_own() {
+    char text[4096];
+    if (!read_beginning("/proc/self/status", text, sizeof(text)))
+        return false;
+    const char *at = strstr(text, "\nNSpid:");
+    if (at == nullptr)
+        return false;
+    at += strlen("\nNSpid:");
+    int ids = 0;
+    for (; *at != '\n' && *at != '\0'; at++)
+        ids += (at[0] == '\t' || at[0] == ' ') && at[1] >= '0' && at[1] <= '9' ? 1 : 0;
+    return ids == 1;
+}
+
+// Asked for once in a process, by whichever thread comes first; the same for all.
+constexpr uint32_t namespace_known = 1;
+constexpr uint32_t proc_is_own = 2;
+uint32_t namespace_flags;
+uint32_t namespace_number;
+
+uint32_t own_namespace() {
+    if ((__atomic_load_n(&namespace_flags, __ATOMIC_ACQUIRE) & namespace_known) == 0) {
+        __atomic_store_n(&namespace_number, read_namespace(), __ATOMIC_RELAXED);
+        __atomic_store_n(&namespace_flags, namespace_known | (read_proc_is_own() ? proc_is_own : 0),
+                         __ATOMIC_RELEASE);
+    }
+    return __atomic_load_n(&namespace_number, __ATOMIC_RELAXED);
+}
+
+bool proc_shows_own_ids() {
+    (void)own_namespace();
+    return (__atomic_load_n(&namespace_flags, __ATOMIC_RELAXED) & proc_is_own) != 0;
+}
+
+// ---- A thread of this namespace ---------------------------------------------
+
+bool exists_and_is_no_zombie(uint32_t id) {
+    if (syscall(SYS_tkill, static_cast<pid_t>(id), 0) != 0 && errno == ESRCH)
+        return false;
+    if (!proc_shows_own_ids())
+        return true;
+    char path[32];
+    char text[512];
+    (void)snprintf(path, sizeof(path), "/proc/%u/stat", id);
+    if (!read_beginning(path, text, sizeof(text)))
+        return errno != ENOENT && errno != ESRCH; // it ended between the two looks
+    const char *const name_end = strrchr(text, ')');
+    if (name_end == nullptr || name_end[1] != ' ')
+        return true;
+    const char state = name_end[2];
+    return state != 'Z' && state != 'X' && state != 'x';
+}
+
+} // namespace
+
+bool cl_plock_announce(int descriptor, uint32_t id) {
+    return lock_bytes(descriptor, F_OFD_SETLKW, F_RDLCK, first_byte_of(id) + own_namespace(), 1);
+}
+
+void cl_plock_withdraw_all(int descriptor) {
+    (void)lock_bytes(descriptor, F_OFD_SETLK, F_UNLCK, bytes_begin, 0); // what stays makes others cautious
+}
+
+void cl_plock_owner_forked() {
+    __atomic_store_n(&namespace_flags, 0, __ATOMIC_RELEASE);
+}
+
+bool cl_plock_inquest_open(cl_plock_inquest *inquest, int descriptor) {
+    char path[32];
+    (void)snprintf(path, sizeof(path), "/proc/self/fd/%d", descriptor);
+    inquest->descriptor = descriptor < 0 ? -1 : open(path, O_RDWR | O_CLOEXEC);
+    return inquest->descriptor >= 0;
+}
+
+bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool announced, bool id_is_own) {
+    if (id == 0 || id > id_max)
+        return false; // no thread's: a damaged lock, of which nothing can be said
+    const uint32_t space = own_namespace();
+    const off_t first = first_byte_of(id);
+
+    // The other namespaces first: from then on none of them can bring the id up again.
+    const int own = inquest.descriptor;
+    if (space == 0) {
+        // Others that do not know their namespace either lie on the same byte, which must be free then.
+        if (!lock_bytes(own, F_OFD_SETLK, F_WRLCK, first, bytes_of_one_id))
+            return false;
+    } else if (!lock_bytes(own, F_OFD_SETLK, F_WRLCK, first, space) ||
+               !lock_bytes(own, F_OFD_SETLK, F_WRLCK, first + space + 1, bytes_of_one_id - space - 1)) {
+        return false;
+    }
+    if (id_is_own)
+        return true;
+    if (announced && space != 0 && lock_bytes(own, F_OFD_SETLK, F_WRLCK, first + space, 1))
+        return true; // whoever has the id now has not announced itself, and cannot until this is over
+    return !exists_and_is_no_zombie(id);
+}
+
+void cl_plock_inquest_close(cl_plock_inquest *inquest) {
+    if (inquest->descriptor < 0)
+        return;
+    // Not left to close(2): a child that another thread forks at this moment has the description too.
+    (void)lock_bytes(inquest->descriptor, F_OFD_SETLK, F_UNLCK, bytes_begin, 0);
+    close(inquest->descriptor);
+    inquest->descriptor = -1;
+}

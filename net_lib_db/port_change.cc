@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See port_change.h.
+#include "net_lib_db/port_change.h"
+
+#include <cstring>
+
+#include "net_lib_db/port_maps.h"
+
+namespace {
+
+using entry_t = net_lib_port_entry_t;
+
+uint16_t index_of(const entry_t &bucket) {
+    return static_cast<uint16_t>(&bucket - ports_body().port_table);
+}
+
+// Empty or deleted, and without a trace of what was there: it can be used and left as it was found.
+bool is_spare(const entry_t &bucket) {
+    static constexpr entry_t nothing = {};
+    return bucket.deleted == (bucket.hash == 0 ? PORT_LIVE : PORT_DELETED) && bucket.sys_ifindex == 0 &&
+           memcmp(&bucket.info, &nothing.info, sizeof(nothing.info)) == 0 &&
+           memcmp(bucket.reserved, nothing.reserved, sizeof(nothing.reserved)) == 0;
+}
+
+// The next spare bucket, in the table's order; NULL in a table full of ports.
+entry_t *find_spare(const entry_t &bucket) {
+    entry_t *const table = ports_body().port_table;
+    const uint16_t start = index_of(bucket);
+    for (auto index = static_cast<uint16_t>(start + 1); index != start; index++) {
+        if (is_spare(table[index]))
+            return &table[index];
+    }
+    return nullptr;
+}
+
+void enter_maps_with(uint32_t sys_ifindex, const yb_net_port_info_t &info) {
+    port_maps_enter(sys_ifindex, info.log_port, info.mlag_id);
+}
+
+} // namespace
+
+void port_mark_filling(entry_t &bucket) {
+    if (bucket.hash == 0)
+        change_mark(bucket.deleted, PORT_FILLING_EMPTY);
+    else
+        change_mark(bucket.deleted, bucket.deleted != 0 ? PORT_FILLING_DELETED : PORT_FILLING_LIVE);
+}
+
+void port_move(entry_t *table, uint16_t from, uint16_t to) {
+    entry_t &source = table[from];
+    entry_t &target = table[to];
+    if (!port_is_filling(target))
+        port_mark_filling(target);
+    const uint8_t kept[2] = {target.reserved[0], target.reserved[1]};
+    port_put_index(target, from);
+    change_mark(target.deleted, target.deleted | PORT_FILLING_SOURCE);
+    target.hash = source.hash;
+    target.sys_ifindex = source.sys_ifindex;
+    target.info = source.info;
+    port_mark_filling(source);
+    change_mark(target.deleted, PORT_LIVE);
+    memcpy(target.reserved, kept, sizeof(kept));
+}
+
+void port_fill(entry_t &bucket, const entry_t &record, bool enter_maps) {
+    if (!port_is_filling(bucket))
+        port_mark_filling(bucket);
+    bucket.hash = record.hash;
+    bucket.sys_ifindex = record.sys_ifindex;
+    bucket.info = record.info;
+    if (enter_maps) {
+        change_mark(bucket.deleted, PORT_MAPPING);
+        enter_maps_with(record.sys_ifindex, record.info);
+    }
+    change_mark(bucket.deleted, PORT_LIVE);
+}
+
+void port_change(entry_t &bucket, uint32_t sys_ifindex, const yb_net_port_info_t &info, bool enter_maps) {
+    entry_t *const spare = find_spare(bucket);
+    if (spare == nullptr) { // who dies now leaves a record that is partly old, partly new
+        bucket.info = info;
+        if (enter_maps)
+            enter_maps_with(sys_ifindex, info);
+        return;
+    }
+    const uint8_t kept = spare->deleted;
+    change_mark(spare->deleted, PORT_SPARE);
+    spare->info = info;
+    spare->sys_ifindex = sys_ifindex;
+    port_put_index(*spare, index_of(bucket));
+    change_mark(spare->deleted, enter_maps ? PORT_SPARE_RECORD_MAPPED : PORT_SPARE_RECORD);
+    bucket.info = info;
+    if (enter_maps)
+        enter_maps_with(sys_ifindex, info);
+    change_mark(spare->deleted, PORT_SPARE);
+    spare->info = {};
+    spare->sys_ifindex = 0;
+    port_put_index(*spare, 0);
+    change_mark(spare->deleted, kept);
+}
+
+void port_delete(entry_t &bucket) {
+    change_mark(bucket.deleted, PORT_REMOVING);
+    // Read once, so that what was checked is what is used, whatever another process does meanwhile.
+    const uint32_t log_port = __atomic_load_n(&bucket.info.log_port, __ATOMIC_RELAXED);
+    const uint16_t mlag_id = __atomic_load_n(&bucket.info.mlag_id, __ATOMIC_RELAXED);
+    if (log_port != 0)
+        port_maps_clear(log_port, mlag_id);
+    change_step();
+    bucket.info = {};
+    bucket.sys_ifindex = 0;
+    change_mark(bucket.deleted, PORT_DELETED);
+}

@@ -1,0 +1,363 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Real processes that die, or do not, with a segment's lock in their hands: who waits gets it from the dead,
+// and from nobody else.
+#include <csignal>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <list>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "tests/support/processes.h"
+#include "tests/support/recording_platform.h"
+#include "tests/support/segment_file.h"
+#include "ybnet/net_lib_db.h"
+
+namespace {
+
+constexpr auto several_rounds = std::chrono::milliseconds(650);
+constexpr uint32_t severity_warn = 3;
+
+// A process in a PID namespace of its own: the first of it keeps the second, which runs body; under this id when
+// one is given.
+child_process in_another_namespace(const std::function<int()> &body, pid_t id = 0) {
+    return child_process([&body, id] {
+        if (unshare(CLONE_NEWPID) != 0)
+            return 77;
+        child_process first([&body, id] {
+            if (id != 0) {
+                const int last = open("/proc/sys/kernel/ns_last_pid", O_WRONLY | O_CLOEXEC);
+                const std::string text = std::to_string(id - 1);
+                if (write(last, text.data(), text.size()) < 0)
+                    return 78;
+                (void)close(last);
+            }
+            child_process second([&body, id] { return id != 0 && getpid() != id ? 79 : body(); });
+            return second.wait();
+        });
+        return first.wait();
+    });
+}
+
+class dying_holder : public testing::Test {
+  protected:
+    void SetUp() override {
+        platform::reset();
+        segment_remove(interfaces_format);
+        ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_load(0));
+    }
+    void TearDown() override {
+        waiters_.clear();
+        (void)net_lib_db_interfaces_unload(0);
+        segment_remove(interfaces_format);
+    }
+
+    // Takes the lock, and keeps it until it is told or dies.
+    int hold() {
+        net_lib_db_interface_lock_acquire();
+        held_.add();
+        (void)let_go_.wait_for(1);
+        net_lib_db_interface_lock_release();
+        return 0;
+    }
+    // Takes the lock once, and counts what it said.
+    int wait_for_it() {
+        platform::reset();
+        yb_net_interface_record_t record;
+        waiting_.add();
+        const yb_status_t status = net_lib_db_interface_get(1, &record);
+        for (const std::string &line : platform::recorded().texts(severity_warn)) {
+            takeovers_.add(line.find("Net-lib interfaces DB - lock taken over from thread ") == 0 ? 1 : 100);
+        }
+        served_.add();
+        return status == YB_STATUS_ENTRY_NOT_FOUND && platform::recorded().texts(1).empty() ? 0 : 1;
+    }
+    void start_waiters(int count) {
+        for (int i = 0; i < count; i++)
+            waiters_.emplace_back([this] { return wait_for_it(); });
+        ASSERT_TRUE(waiting_.wait_for(count));
+    }
+    // All of them are served, and one of them, or none, took over.
+    void expect_served(int takeovers) {
+        EXPECT_TRUE(served_.wait_for(waiting_.value(), std::chrono::seconds(20)));
+        for (child_process &waiter : waiters_)
+            EXPECT_EQ(0, waiter.wait());
+        EXPECT_EQ(takeovers, takeovers_.value());
+        EXPECT_FALSE(segment_view(interfaces_format).locked());
+        EXPECT_EQ(0u, segment_view(interfaces_format).word(interfaces_format.lock + 4)) << "nobody recorded";
+    }
+    void expect_nobody_served() {
+        EXPECT_FALSE(served_.wait_for(1, several_rounds)) << "a living holder was robbed";
+    }
+    // The id that the lock records.
+    static pid_t holders_pid() {
+        return static_cast<pid_t>(segment_view(interfaces_format).word(interfaces_format.lock + 24));
+    }
+
+    shared_counter held_;
+    shared_counter let_go_;
+    shared_counter waiting_;
+    shared_counter served_;
+    shared_counter takeovers_;
+    shared_counter forked_;
+    shared_counter leave_;
+    std::list<child_process> waiters_;
+};
+
+TEST_F(dying_holder, that_is_killed_is_succeeded_by_one_of_those_who_wait_who_says_so) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(6);
+    EXPECT_EQ(0, served_.value());
+    holder.signal(SIGKILL); // a zombie until the test ends
+    expect_served(1);
+}
+
+TEST_F(dying_holder, that_is_dead_and_buried_is_named_in_the_message) {
+    child_process holder([this] { return hold(); });
+    const std::string id = std::to_string(holder.pid());
+    ASSERT_TRUE(held_.wait_for(1));
+    holder.signal(SIGKILL);
+    (void)holder.wait();
+    yb_net_interface_record_t record;
+    EXPECT_EQ(YB_STATUS_ENTRY_NOT_FOUND, net_lib_db_interface_get(1, &record));
+    EXPECT_THAT(platform::recorded().texts(severity_warn),
+                testing::ElementsAre("Net-lib interfaces DB - lock taken over from thread " + id +
+                                     ", which died holding it\n"));
+}
+
+TEST_F(dying_holder, again_and_again_is_succeeded_by_one) {
+    for (int round = 1; round <= 5; round++) {
+        child_process holder([this] { return hold(); });
+        ASSERT_TRUE(held_.wait_for(round));
+        start_waiters(4);
+        holder.signal(SIGKILL);
+        ASSERT_TRUE(served_.wait_for(4 * round));
+        EXPECT_EQ(round, takeovers_.value());
+    }
+}
+
+TEST_F(dying_holder, that_only_stops_keeps_the_lock) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    holder.signal(SIGSTOP);
+    start_waiters(3);
+    expect_nobody_served();
+    let_go_.add();
+    holder.signal(SIGCONT);
+    EXPECT_EQ(0, holder.wait());
+    expect_served(0);
+}
+
+TEST_F(dying_holder, that_is_slow_keeps_the_lock) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(3);
+    expect_nobody_served();
+    let_go_.add();
+    EXPECT_EQ(0, holder.wait());
+    expect_served(0);
+}
+
+TEST_F(dying_holder, that_is_slow_or_stopped_in_another_namespace_keeps_the_lock) {
+    child_process keeper = in_another_namespace([this] {
+        net_lib_db_interface_lock_acquire();
+        held_.add();
+        (void)raise(SIGSTOP); // known to nobody outside; continued from outside the namespace below
+        return hold();
+    });
+    ASSERT_TRUE(held_.wait_for(1));
+    EXPECT_LT(holders_pid(), 10) << "an id that means somebody else here";
+    start_waiters(2);
+    expect_nobody_served();
+}
+
+TEST_F(dying_holder, of_another_namespace_is_succeeded_when_it_is_killed) {
+    child_process keeper = in_another_namespace([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(3);
+    expect_nobody_served();
+    keeper.signal(SIGKILL); // and with it its children
+    expect_served(1);
+}
+
+TEST_F(dying_holder, is_succeeded_from_another_namespace) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }));
+    ASSERT_TRUE(waiting_.wait_for(1));
+    expect_nobody_served();
+    holder.signal(SIGSTOP);
+    expect_nobody_served();
+    holder.signal(SIGKILL);
+    expect_served(1);
+}
+
+TEST_F(dying_holder, is_not_taken_for_oneself_by_its_id) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }, holder.pid()));
+    ASSERT_TRUE(waiting_.wait_for(1)) << waiters_.back().wait();
+    expect_nobody_served();
+    holder.signal(SIGKILL);
+    expect_served(1);
+}
+
+// ---- Children of a fork ----
+
+TEST_F(dying_holder, is_dead_although_its_forked_child_lives) {
+    child_process holder([this] {
+        const child_process child([this] {
+            (void)prctl(PR_SET_PDEATHSIG, 0); // outlives it
+            forked_.add();
+            (void)leave_.wait_for(1);
+            return 0;
+        });
+        (void)forked_.wait_for(1);
+        return hold();
+    });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }));
+    ASSERT_TRUE(waiting_.wait_for(1));
+    start_waiters(2);
+    holder.signal(SIGKILL);
+    expect_served(1);
+    leave_.add();
+}
+
+TEST_F(dying_holder, is_dead_although_its_parent_lives) {
+    // This process announced itself when it loaded; the child took over its descriptor.
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }));
+    ASSERT_TRUE(waiting_.wait_for(1));
+    holder.signal(SIGKILL);
+    expect_served(1);
+}
+
+TEST_F(dying_holder, leaves_nothing_to_release_to_a_child_it_forks) {
+    net_lib_db_interface_lock_acquire();
+    child_process child([] {
+        platform::reset();
+        net_lib_db_interface_lock_release();
+        return platform::recorded().texts(1).empty() ? 1 : 0; // an assertion report
+    });
+    EXPECT_EQ(0, child.wait());
+    EXPECT_TRUE(segment_view(interfaces_format).locked());
+    start_waiters(1);
+    expect_nobody_served();
+    net_lib_db_interface_lock_release();
+    expect_served(0);
+}
+
+// ---- At every point of taking and releasing ----
+
+struct lock_moment {
+    const char *what;
+    uint32_t readers;
+    uint32_t writers_futex;
+    uint32_t cur_writer; // 1: the holder's
+};
+constexpr lock_moment moments[] = {
+    {"the flag was just set", 3, 0, 0},
+    {"the futex was turned on", 3, 1, 0},
+    {"it is held", 3, 1, 1},
+    {"others sleep on it", 3, 3, 1},
+    {"its record was just cleared", 3, 3, 0},
+    {"sleepers are known, the flag stands", 3, 0, 0},
+    {"it is free, but the id", 1, 0, 0},
+};
+
+void forge(const lock_moment &moment, pid_t holder) {
+    segment_view view(interfaces_format);
+    const size_t lock = interfaces_format.lock;
+    view.set_word(lock + 12, moment.writers_futex);
+    view.set_word(lock + 24, moment.cur_writer != 0 ? static_cast<uint32_t>(holder) : 0);
+    view.set_word(lock + 4, static_cast<uint32_t>(holder));
+    view.set_word(lock + 0, moment.readers);
+}
+
+TEST_F(dying_holder, is_known_at_every_point_of_taking_and_releasing_the_lock) {
+    for (const lock_moment &moment : moments) {
+        SCOPED_TRACE(moment.what);
+        shared_counter announced;
+        child_process holder([&announced] {
+            yb_net_interface_record_t record;
+            (void)net_lib_db_interface_get(1, &record); // announces it
+            announced.add();
+            pause();
+            return 0;
+        });
+        ASSERT_TRUE(announced.wait_for(1));
+        forge(moment, holder.pid());
+        const int served = served_.value();
+        const int takeovers = takeovers_.value();
+        waiters_.emplace_back([this] { return wait_for_it(); });
+        EXPECT_FALSE(served_.wait_for(served + 1, std::chrono::milliseconds(600))) << "robbed";
+        holder.signal(SIGKILL);
+        EXPECT_TRUE(served_.wait_for(served + 1, std::chrono::seconds(10)));
+        EXPECT_EQ(takeovers + 1, takeovers_.value());
+        EXPECT_FALSE(segment_view(interfaces_format).locked());
+    }
+}
+
+// ---- Other builds, which use pthread calls only ----
+
+pthread_rwlock_t *raw_lock() {
+    const int descriptor = open(interfaces_format.path, O_RDWR | O_CLOEXEC);
+    void *const memory =
+        mmap(nullptr, interfaces_format.size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    (void)close(descriptor);
+    return reinterpret_cast<pthread_rwlock_t *>(static_cast<char *>(memory) + interfaces_format.lock);
+}
+
+TEST_F(dying_holder, of_another_build_is_known_by_glibcs_record) {
+    child_process holder([this] {
+        (void)pthread_rwlock_wrlock(raw_lock());
+        held_.add();
+        pause();
+        return 0;
+    });
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(2);
+    expect_nobody_served();
+    holder.signal(SIGKILL);
+    expect_served(1);
+}
+
+TEST_F(dying_holder, beside_another_build_excludes_it_and_wakes_it) {
+    shared_counter inside;
+    shared_counter wrong;
+    constexpr int rounds = 20000;
+    const auto in_turn = [&](auto take, auto release) {
+        for (int i = 0; i < rounds; i++) {
+            take();
+            inside.add();
+            wrong.add(inside.value() == 1 ? 0 : 1);
+            inside.add(-1);
+            release();
+        }
+        return 0;
+    };
+    std::list<child_process> all;
+    for (int i = 0; i < 2; i++) {
+        all.emplace_back(
+            [&] { return in_turn(net_lib_db_interface_lock_acquire, net_lib_db_interface_lock_release); });
+        all.emplace_back([&] {
+            pthread_rwlock_t *const lock = raw_lock();
+            return in_turn([lock] { (void)pthread_rwlock_wrlock(lock); },
+                           [lock] { (void)pthread_rwlock_unlock(lock); });
+        });
+    }
+    for (child_process &one : all)
+        EXPECT_EQ(0, one.wait());
+    EXPECT_EQ(0, wrong.value());
+}
+
+} // namespace

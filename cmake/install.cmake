@@ -38,3 +38,12 @@ foreach(name libybnet ybnet-platform)
 endforeach()
 configure_file(testkit/libybnet-testkit.pc.in ${PROJECT_BINARY_DIR}/libybnet-testkit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libybnet-testkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+
+# Where systemd looks under any prefix; what a distribution has packages put elsewhere, it says.
+set(YBNET_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd units are installed, from the prefix")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS tools/ybnetctl/ybnetctl-hold.service)
+file(READ tools/ybnetctl/ybnetctl-hold.service ybnetctl_unit)
+string(REPLACE "=/usr/bin/" "=${CMAKE_INSTALL_FULL_BINDIR}/" ybnetctl_unit "${ybnetctl_unit}")
+file(CONFIGURE OUTPUT ybnetctl-hold.service CONTENT "${ybnetctl_unit}" @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ybnetctl-hold.service DESTINATION ${YBNET_SYSTEMD_UNIT_DIR})

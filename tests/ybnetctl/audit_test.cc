@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// ybnetctl audit on real netdevs: each is brought out of step with its record by
+// ip(8), as an administrator or a failure does it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/support/netdevs.h"
+#include "tests/ybnetctl/tool.h"
+#include "ybnet/net_lib_db.h"
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class audit_tool : public testing::Test {
+  protected:
+    void SetUp() override {
+        make_namespace("blue");
+        make_namespace("red");
+        ASSERT_EQ(net_lib_db_interfaces_load(0), uint32_t{YB_STATUS_SUCCESS});
+    }
+    void TearDown() override {
+        (void)net_lib_db_interfaces_unload(0);
+        clear_netdevs();
+    }
+
+    static void ip(const std::vector<std::string> &words) {
+        const run_result result = run_ip(words);
+        ASSERT_EQ(result.status, 0) << result.output;
+    }
+    static void add(uint32_t sys_ifindex, uint32_t linux_ifindex, yb_net_interface_params_t params) {
+        ASSERT_EQ(net_lib_db_interface_add(sys_ifindex, linux_ifindex, &params), uint32_t{YB_STATUS_SUCCESS});
+    }
+    // A loopback as the library makes it, with its record.
+    static void make_loopback(uint32_t sys_ifindex, const std::string &name, const std::string &ns) {
+        if (ns.empty())
+            ip({"link", "add", "name", name, "type", "bridge"});
+        else
+            ip({"-n", ns, "link", "add", "name", name, "type", "bridge"});
+        add(sys_ifindex, ifindex_of(name, ns), loopback_params(name, ns));
+    }
+    // The whole document; the exit code is checked too.
+    static json audit(int code) {
+        const tool_result result = run_tool({"--json", "audit"});
+        EXPECT_EQ(result.code, code) << result.err;
+        EXPECT_EQ(result.err, "");
+        return json::parse(result.out);
+    }
+    static json record_of(const json &document, uint32_t sys_ifindex) {
+        for (const json &each : document.at("records"))
+            if (each.at("sys_ifindex") == sys_ifindex)
+                return each;
+        return {};
+    }
+    static std::string finding_of(uint32_t sys_ifindex) {
+        return record_of(audit(1), sys_ifindex).at("finding");
+    }
+};
+
+TEST_F(audit_tool, records_in_step_with_their_netdevs_end_with_0_and_a_sentence) {
+    make_loopback(1, "loop1", "");
+    make_loopback(2, "loop2", "blue");
+    ip({"-n", "blue", "link", "set", "loop2", "up"});
+    const json document = audit(0);
+    EXPECT_EQ(document.at("summary").at("agrees"), true);
+    EXPECT_EQ(document.at("summary").at("ok"), 2);
+    EXPECT_EQ(document.at("settled"), true);
+    const json second = record_of(document, 2);
+    EXPECT_EQ(second.at("finding"), "ok");
+    EXPECT_EQ(second.at("netdev").at("kind"), "bridge");
+    EXPECT_EQ(second.at("netdev").at("up"), true);
+    EXPECT_EQ(second.at("netdev").at("namespace"), "blue");
+    const tool_result text = run_tool({"audit"});
+    EXPECT_EQ(text.code, 0);
+    EXPECT_THAT(text.out,
+                testing::EndsWith("2 records agree with the kernel, and no netdev lacks its record.\n"));
+}
+
+TEST_F(audit_tool, state_of_the_netdev_is_shown) {
+    make_netdev("pk0"); // its peer stays down, so it has no carrier
+    yb_net_interface_params_t params = port_params("pk0");
+    params.type = YB_L2_INTERFACE_TYPE_PKEY;
+    add(1, ifindex_of("pk0"), params);
+    EXPECT_THAT(run_tool({"audit"}).out, testing::ContainsRegex("pk0 +- +PKEY +down +ok"));
+    ip({"link", "set", "pk0", "up"});
+    EXPECT_THAT(run_tool({"audit"}).out, testing::ContainsRegex("pk0 +- +PKEY +up, no carrier +ok"));
+}
+
+TEST_F(audit_tool, removed_netdev_is_gone) {
+    make_loopback(1, "loop1", "blue");
+    ip({"-n", "blue", "link", "del", "loop1"});
+    EXPECT_EQ(finding_of(1), "gone");
+}
+
+TEST_F(audit_tool, renamed_netdev_is_found_by_its_ifindex) {
+    make_loopback(1, "loop1", "blue");
+    ip({"-n", "blue", "link", "set", "loop1", "name", "other"});
+    const json record = record_of(audit(1), 1);
+    EXPECT_EQ(record.at("finding"), "renamed");
+    EXPECT_EQ(record.at("netdev").at("name"), "other");
+}
+
+TEST_F(audit_tool, netdev_made_anew_has_another_ifindex) {
+    make_loopback(1, "loop1", "blue");
+    ip({"-n", "blue", "link", "del", "loop1"});
+    ip({"-n", "blue", "link", "add", "name", "loop1", "index", "4711", "type", "bridge"});
+    const json record = record_of(audit(1), 1);
+    EXPECT_EQ(record.at("finding"), "other_ifindex");
+    EXPECT_EQ(record.at("netdev").at("linux_ifindex"), 4711);
+}
+
+TEST_F(audit_tool, netdev_moved_to_another_namespace_is_found_there) {
+    make_netdev("pk0", "blue");
+    yb_net_interface_params_t params = port_params("pk0", "blue");
+    params.type = YB_L2_INTERFACE_TYPE_PKEY;
+    add(1, ifindex_of("pk0", "blue"), params);
+    EXPECT_EQ(record_of(audit(0), 1).at("finding"), "ok");
+    ip({"-n", "blue", "link", "set", "pk0", "netns", "red"});
+    const json record = record_of(audit(1), 1);
+    EXPECT_EQ(record.at("finding"), "moved");
+    EXPECT_EQ(record.at("netdev").at("namespace"), "red");
+}
+
+TEST_F(audit_tool, record_of_a_deleted_namespace_says_so) {
+    make_loopback(1, "loop1", "blue");
+    ip({"netns", "del", "blue"});
+    EXPECT_EQ(finding_of(1), "no_namespace");
+}
+
+TEST_F(audit_tool, hostile_namespace_name_leads_nowhere) {
+    add(1, 7, loopback_params("loop1", "../../proc/1/ns/net"));
+    EXPECT_EQ(finding_of(1), "no_namespace");
+}
+
+TEST_F(audit_tool, vlan_record_on_a_netdev_that_is_no_vlan_is_of_another_kind) {
+    make_netdev("vlan10");
+    yb_net_interface_params_t params = vlan_params(0, 10, "", YB_NET_NAME_FORMAT_VLAN);
+    fill_field(params.name, "vlan10");
+    add(110, ifindex_of("vlan10"), params);
+    const json record = record_of(audit(1), 110);
+    EXPECT_EQ(record.at("finding"), "kind");
+    EXPECT_EQ(record.at("explanation"), "recorded as a VLAN with id 10, but the netdev is of kind veth");
+}
+
+TEST_F(audit_tool, command_given_for_a_netdev_without_a_record_removes_it) {
+    make_netdev("swid0_eth.20", "blue");
+    const json document = audit(1);
+    ASSERT_EQ(document.at("unrecorded").size(), 1u);
+    const json found = document.at("unrecorded")[0];
+    EXPECT_EQ(found.at("name"), "swid0_eth.20");
+    EXPECT_EQ(found.at("namespace"), "blue");
+    EXPECT_EQ(found.at("command"), "ip -n blue link del dev swid0_eth.20");
+    EXPECT_THAT(run_tool({"audit"}).out,
+                HasSubstr("0 records: 0 in order, 0 findings; 1 netdev without a record."));
+    EXPECT_EQ(output_of(found.at("command")), "");
+    EXPECT_EQ(audit(0).at("unrecorded").size(), 0u);
+}
+
+TEST_F(audit_tool, findings_only_leaves_out_what_is_in_order) {
+    make_loopback(1, "loop1", "");
+    make_loopback(2, "loop2", "");
+    ip({"link", "del", "loop2"});
+    const tool_result result = run_tool({"audit", "--findings-only"});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.out, testing::Not(HasSubstr("loop1")));
+    EXPECT_THAT(result.out, HasSubstr("2 records: 1 in order, 1 finding;"));
+}
+
+TEST_F(audit_tool, namespace_that_may_not_be_entered_is_said_and_not_counted_as_gone) {
+    make_loopback(1, "loop1", "blue");
+    const tool_result result =
+        run_program({"setpriv", "--bounding-set=-sys_admin", YBNETCTL, "--json", "audit"}, {});
+    EXPECT_EQ(result.code, 1) << result.err;
+    const json document = json::parse(result.out);
+    EXPECT_EQ(record_of(document, 1).at("finding"), "unseen");
+    EXPECT_EQ(document.at("summary").at("findings"), 0);
+    ASSERT_EQ(document.at("namespaces_unseen").size(), 2u);
+    EXPECT_THAT(document.at("namespaces_unseen")[0].at("reason"), HasSubstr("Operation not permitted"));
+}
+
+TEST_F(audit_tool, without_a_database_it_ends_with_3) {
+    ASSERT_EQ(net_lib_db_interfaces_unload(0), uint32_t{YB_STATUS_SUCCESS});
+    const tool_result result = run_tool({"audit"});
+    EXPECT_EQ(result.code, 3);
+    EXPECT_THAT(result.err, HasSubstr("interfaces database"));
+    EXPECT_EQ(json::parse(run_tool({"--json", "audit"}).out).at("error").at("exit_code"), 3);
+}
+
+TEST_F(audit_tool, thousand_records_whose_netdevs_are_gone_are_all_found) {
+    for (uint32_t i = 0; i < 1000; i++)
+        add(1000 + i, 100000 + i, loopback_params("loop" + std::to_string(i), i % 2 == 0 ? "blue" : "red"));
+    const json document = audit(1);
+    EXPECT_EQ(document.at("summary").at("findings"), 1000);
+    EXPECT_EQ(document.at("records").size(), 1000u);
+}

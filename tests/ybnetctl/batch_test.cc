@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// ybnetctl -b: many commands in one process; and ybnetctl hold, which keeps the databases.
+#include "tests/ybnetctl/changes_fixture.h"
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+#include "tests/support/processes.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+class batch : public changes_test {
+  protected:
+    static void write(const std::string &text) {
+        std::ofstream("/run/batch") << text;
+    }
+};
+
+using hold = batch;
+
+} // namespace
+
+TEST_F(batch, runs_every_line_with_one_start_of_the_library) {
+    write("# two ports\nport set 1 --name 'a b'\n\nport set 2 --name \\\n  c # the second\nport list\n");
+    const tool_result result = run_tool({"-b", "/run/batch"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_STREQ(stored_port(1).name, "a b");
+    EXPECT_STREQ(stored_port(2).name, "c");
+    EXPECT_THAT(result.out, HasSubstr("a b"));
+    EXPECT_EQ(result.err, ""); // no progress bar: this is no terminal
+}
+
+TEST_F(batch, ends_at_the_first_failure_and_names_the_line) {
+    write("port set 1 --name a\n\nport del 99\nport set 2 --name b\n");
+    const tool_result result = run_tool({"-b", "/run/batch"});
+    EXPECT_EQ(result.code, 3);
+    EXPECT_THAT(result.err, StartsWith("ybnetctl: /run/batch:3: port 99: no record has this system ifindex"));
+    EXPECT_STREQ(stored_port(2).name, "");
+}
+
+TEST_F(batch, goes_on_with_keep_going_and_ends_with_the_first_failures_code) {
+    write("port set 1 --name a\nport del 99\nport set\nport set 2 --name b\nnonsense\n'\n");
+    const tool_result result = run_tool({"--keep-going", "-b", "/run/batch"});
+    EXPECT_EQ(result.code, 3);
+    EXPECT_STREQ(stored_port(2).name, "b");
+    EXPECT_THAT(result.err, HasSubstr("/run/batch:3: port set: SYSIF is required"));
+    EXPECT_THAT(result.err, HasSubstr("/run/batch:5: "));
+    EXPECT_THAT(result.err, HasSubstr("/run/batch:6: no closing '"));
+    EXPECT_THAT(result.err, HasSubstr("4 of 6 commands failed"));
+}
+
+TEST_F(batch, as_json_prints_one_object_a_line) {
+    write("port set 1 --name a\nport del 99\nport list\n(\n");
+    const tool_result result = run_tool({"--json", "--keep-going", "-b", "/run/batch"});
+    const auto lines = lines_of(result.out);
+    ASSERT_EQ(lines.size(), 4U) << result.out;
+    EXPECT_EQ(json::parse(lines[0])["line"], 1);
+    EXPECT_EQ(json::parse(lines[0])["result"]["status"], "YB_STATUS_SUCCESS");
+    EXPECT_EQ(json::parse(lines[0])["result"]["port"]["name"], "a");
+    EXPECT_EQ(json::parse(lines[1])["line"], 2);
+    EXPECT_EQ(json::parse(lines[1])["error"]["exit_code"], 3);
+    EXPECT_EQ(json::parse(lines[2])["result"]["ports"].size(), 1U);
+    EXPECT_EQ(json::parse(lines[3])["error"]["exit_code"], 2);
+}
+
+TEST_F(batch, line_inherits_nothing_from_the_line_before) {
+    write("port set 1 --name a --attr-a 5\nport set 2\n");
+    ASSERT_EQ(run_tool({"-b", "/run/batch"}).code, 0);
+    EXPECT_EQ(stored_port(2).attr_a, 0);
+    EXPECT_STREQ(stored_port(2).name, "");
+}
+
+TEST_F(batch, refuses_what_is_not_for_a_line) {
+    for (const char *const line : {"-b x", "--json port list", "--dry-run port del 1", "hold", "monitor",
+                                   "--help", "port list --keep-going", ""}) {
+        write(std::string(line) + "\nport set 5 --name x\n");
+        const tool_result result = run_tool({"-b", "/run/batch"});
+        EXPECT_EQ(result.code, *line == '\0' ? 0 : 2) << line << result.err;
+        if (*line != '\0') {
+            EXPECT_THAT(result.err, StartsWith("ybnetctl: /run/batch:1: ")) << line;
+        }
+    }
+    EXPECT_EQ(run_tool({"-b", "/run/none"}).code, 1);
+    EXPECT_EQ(run_tool({"-b", "/run/batch", "port", "list"}).code, 2);
+}
+
+TEST_F(batch, through_a_pipe_runs_each_line_when_it_comes) {
+    ASSERT_EQ(run_command({"mkfifo", "/run/fifo"}).code, 0);
+    child_process tool([] { return run_tool({"-b", "/run/fifo"}).code; });
+    const int fifo = open("/run/fifo", O_WRONLY | O_CLOEXEC);
+    const std::string first = "port set 1 --name a\nport set 2 --na";
+    ASSERT_EQ(::write(fifo, first.data(), first.size()), static_cast<ssize_t>(first.size()));
+    for (int i = 0; i < 1000 && stored_port(1).name[0] == '\0'; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_STREQ(stored_port(1).name, "a");
+    ASSERT_EQ(::write(fifo, "me b", 4), 4);
+    close(fifo);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_STREQ(stored_port(2).name, "b");
+}
+
+TEST_F(batch, that_is_interrupted_unregisters) {
+    ASSERT_EQ(run_command({"mkfifo", "/run/fifo2"}).code, 0);
+    shared_counter code;
+    child_process tool([&code] {
+        code.add(
+            run_command({"timeout", "--foreground", "-s", "INT", "2", YBNETCTL, "-b", "/run/fifo2"}).code);
+        return 0;
+    });
+    const int fifo = open("/run/fifo2", O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(::write(fifo, "port set 1 --name a\n", 20), 20);
+    EXPECT_EQ(tool.wait(), 0);
+    close(fifo);
+    EXPECT_EQ(code.value(), 124); // timeout's
+    EXPECT_EQ(segment_view(ports_format).user_count(), 1U);
+}
+
+TEST_F(batch, shows_its_progress_on_a_terminal_only) {
+    std::string text;
+    for (int i = 1; i <= 40000; i++)
+        text += "port set " + std::to_string(i) + " --name p\n";
+    write(text);
+    const tool_result result = run_tool_on_terminal("-b /run/batch");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_THAT(result.out, HasSubstr("\r\033[K["));
+    EXPECT_THAT(result.out, HasSubstr("40000 commands, "));
+}
+
+// ---- hold -----------------------------------------------------------------------
+
+TEST_F(hold, keeps_the_databases_until_it_is_told_to_end) {
+    ASSERT_EQ(run_tool({"port", "set", "1", "--name", "a"}).code, 0);
+    shared_counter code;
+    child_process holder([&code] {
+        code.add(run_command({"timeout", "--foreground", "-s", "TERM", "3", YBNETCTL, "hold"}).code);
+        return 0;
+    });
+    for (int i = 0; i < 1000 && segment_view(ports_format).user_count() != 2; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(net_lib_db_ports_unload(0), uint32_t{YB_STATUS_SUCCESS});
+    EXPECT_TRUE(segment_exists(ports_format));
+    EXPECT_THAT(run_tool({"port", "list"}).out, HasSubstr("a"));
+    EXPECT_EQ(holder.wait(), 0);
+    EXPECT_EQ(code.value(), 124); // it ended by timeout's SIGTERM, in good order:
+    EXPECT_FALSE(segment_exists(ports_format));
+    EXPECT_EQ(segment_view(interfaces_format).user_count(), 1U);
+    ASSERT_EQ(net_lib_db_ports_load(0), uint32_t{YB_STATUS_SUCCESS});
+}
+
+TEST_F(hold, tells_the_service_manager_when_it_holds) {
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::string("/run/notify").copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+    const tool_result result = run_command({"timeout", "-s", "TERM", "2", YBNETCTL, "hold", "--ports-only"},
+                                           {"NOTIFY_SOCKET=/run/notify"});
+    EXPECT_EQ(result.out, "holding the ports database until SIGTERM or SIGINT\n");
+    char text[256] = {};
+    EXPECT_GT(recv(manager, text, sizeof(text) - 1, MSG_DONTWAIT), 0);
+    EXPECT_STREQ(text, "READY=1\nSTATUS=holding the ports database");
+    text[recv(manager, text, sizeof(text) - 1, MSG_DONTWAIT)] = '\0';
+    EXPECT_STREQ(text, "STOPPING=1");
+    close(manager);
+}
+
+TEST_F(hold, of_one_database_leaves_the_other_alone) {
+    ASSERT_EQ(net_lib_db_ports_unload(0), uint32_t{YB_STATUS_SUCCESS});
+    const tool_result result =
+        run_command({"timeout", "-s", "INT", "1", YBNETCTL, "--json", "hold", "--interfaces-only"});
+    const json said = json::parse(result.out);
+    EXPECT_EQ(said["holding"]["interfaces"], true);
+    EXPECT_EQ(said["holding"]["ports"], false);
+    EXPECT_EQ(run_tool({"hold", "--interfaces-only", "--ports-only"}).code, 2);
+    ASSERT_EQ(net_lib_db_ports_load(0), uint32_t{YB_STATUS_SUCCESS});
+}

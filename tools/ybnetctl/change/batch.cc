@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See batch.h.
+#include "tools/ybnetctl/change/batch.h"
+
+#include <array>
+#include <ostream>
+
+#include "tools/ybnetctl/change/batch_source.h"
+#include "tools/ybnetctl/change/interrupts.h"
+#include "tools/ybnetctl/change/library.h"
+#include "tools/ybnetctl/change/progress.h"
+#include "tools/ybnetctl/command_line.h"
+
+namespace ybnetctl {
+
+namespace {
+
+// They end by a signal, not by themselves.
+constexpr std::array endless = {"hold", "monitor"};
+
+failure not_in_a_line(const std::string &what, const std::string &reason) {
+    return {exit_code::usage, what, reason, "ybnetctl --help", {}};
+}
+
+// What the options of the whole run are for as long as one line runs.
+class line_scope {
+  public:
+    line_scope(session &run, size_t line)
+        : run_(run), json_wanted_(run.json_wanted), dry_run_(run.dry_run), keep_going_(run.keep_going),
+          verbosity_(run.verbosity), colour_(run.colour), files_(run.files), batch_file_(run.batch_file) {
+        run.batch_line = line;
+        run.ends_with = exit_code::done;
+    }
+    ~line_scope() {
+        restore();
+        run_.files = files_;
+        run_.batch_line = 0;
+    }
+    line_scope(const line_scope &) = delete;
+    line_scope &operator=(const line_scope &) = delete;
+
+    // All but --file, which a line may have.
+    void restore() {
+        run_.json_wanted = json_wanted_;
+        run_.dry_run = dry_run_;
+        run_.keep_going = keep_going_;
+        run_.verbosity = verbosity_;
+        run_.colour = colour_;
+        run_.batch_file = batch_file_;
+    }
+
+  private:
+    session &run_;
+    const bool json_wanted_;
+    const bool dry_run_;
+    const bool keep_going_;
+    const unsigned verbosity_;
+    const std::string colour_;
+    const std::vector<std::string> files_;
+    const std::string batch_file_;
+};
+
+void refuse_what_is_not_for_a_line(const command_line &line) {
+    for (const CLI::Option *const option : line.app().get_options())
+        if (option->count() != 0 && option->get_name() != "--file")
+            throw not_in_a_line(option->get_name(), "stands beside --batch, for all lines, not in one");
+    for (const CLI::App *const command : line.app().get_subcommands())
+        for (const char *const name : endless)
+            if (command->get_name() == name)
+                throw not_in_a_line(name, "does not end by itself: not in a batch");
+}
+
+void run_words(command_line &line, line_scope &scope, const batch_command &command) {
+    if (!command.problem.empty())
+        throw failure{exit_code::usage, "", command.problem, "quote as in a shell", {}};
+    std::function<void()> action;
+    try {
+        action = line.parse(command.words);
+    } catch (const CLI::ParseError &error) {
+        scope.restore();
+        if (error.get_exit_code() == 0)
+            throw not_in_a_line("--help", "not in a batch");
+        throw line.usage_failure(error);
+    }
+    scope.restore();
+    refuse_what_is_not_for_a_line(line);
+    if (!action)
+        throw not_in_a_line("", "no command");
+    action();
+}
+
+// The code with which the line ended; what went wrong has been printed.
+exit_code run_line(session &run, command_line &line, progress &bar, const batch_command &command) {
+    line_scope scope(run, command.line);
+    try {
+        if (!run.out_is_terminal) {
+            run_words(line, scope, command);
+        } else {
+            bar.clear(); // a seeing command prints there
+            run_words(line, scope, command);
+            run.out.flush();
+        }
+        return run.ends_with;
+    } catch (const failure &what) {
+        bar.clear();
+        run.out.flush(); // in the order of the lines
+        print(run, what);
+        return what.code;
+    } catch (const std::exception &error) {
+        bar.clear();
+        print(run, failure{exit_code::failed, "", error.what(), "", {}});
+        return exit_code::failed;
+    }
+}
+
+} // namespace
+
+exit_code run_batch(session &run) {
+    batch_source source(run.batch_file);
+    run.batch_name = run.batch_file == "-" ? "standard input" : run.batch_file;
+    command_line line(run);
+    progress bar(run);
+    exit_code first_failure = exit_code::done;
+    uint64_t commands = 0;
+    uint64_t failed = 0;
+    size_t last_line = 0;
+    for (batch_command command; (failed == 0 || run.keep_going) && source.next(&command);) {
+        const exit_code code = run_line(run, line, bar, command);
+        commands++;
+        last_line = command.line;
+        if (code != exit_code::done && failed++ == 0)
+            first_failure = code;
+        bar.show(source.share(), commands, failed);
+    }
+    const double seconds = bar.seconds();
+    bar.clear();
+    run.ends_with = first_failure;
+    if (interrupted() != 0)
+        run.err << "ybnetctl: " << run.batch_name << ": interrupted behind line " << last_line << '\n';
+    else if (failed != 0 && run.keep_going)
+        run.err << "ybnetctl: " << run.batch_name << ": " << failed << " of " << commands
+                << " commands failed\n";
+    else if (run.err_is_terminal)
+        run.err << "ybnetctl: " << progress_line(-1, commands, failed, seconds) << '\n';
+    return first_failure;
+}
+
+} // namespace ybnetctl

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// See changing.h.
+#include "tools/ybnetctl/change/changing.h"
+
+#include <cstring>
+#include <optional>
+#include <ostream>
+
+#include "tools/ybnetctl/status_name.h"
+#include "tools/ybnetctl/table.h"
+
+namespace ybnetctl {
+
+const char *const change_keys = "status (YB_STATUS_SUCCESS). With --dry-run: dry_run (true), steps, status, "
+                                "error (null, or as after any failure). "
+                                "Each step has kind (command, lookup, namespace, request, driver, record), "
+                                "text, fails (why it would not succeed, "
+                                "or null) and details (an object by kind, or null).";
+
+namespace {
+
+const char *verb_of(const char *kind) {
+    struct verb {
+        const char *kind;
+        const char *words;
+    };
+    static constexpr verb verbs[] = {{"command", "would run: "},     {"lookup", "would look: "},
+                                     {"namespace", "would enter: "}, {"request", "would send: "},
+                                     {"driver", "would write: "},    {"record", "would record: "}};
+    for (const verb &each : verbs)
+        if (std::strcmp(each.kind, kind) == 0)
+            return each.words;
+    return "would do: ";
+}
+
+void print_rehearsal(session &run, const std::vector<step> &steps, const std::optional<failure> &problem) {
+    if (run.json_wanted) {
+        json document;
+        document["dry_run"] = true;
+        document["steps"] = json::array();
+        for (const step &each : steps)
+            document["steps"].push_back(to_json(each));
+        document["status"] = !problem          ? json(status_name(YB_STATUS_SUCCESS))
+                             : problem->status ? json(status_name(*problem->status))
+                                               : json(nullptr);
+        document["error"] = problem ? to_json(*problem) : json(nullptr);
+        print(run, document);
+        return;
+    }
+    for (const step &each : steps)
+        run.out << step_in_words(each) << '\n';
+    if (steps.empty() && !problem)
+        run.out << "would do nothing\n";
+    run.out.flush();
+    if (problem)
+        print(run, *problem);
+}
+
+} // namespace
+
+std::string step_in_words(const step &what) {
+    std::string text = verb_of(what.kind) + printable(what.text);
+    if (what.details.is_object() && what.details.contains("file"))
+        text += " > " + what.details["file"].get<std::string>();
+    return what.fails.empty() ? text : text + "   (which would fail: " + printable(what.fails) + ')';
+}
+
+json to_json(const step &what) {
+    json document;
+    document["kind"] = what.kind;
+    document["text"] = what.text;
+    document["fails"] = what.fails.empty() ? json(nullptr) : json(what.fails);
+    document["details"] = what.details;
+    return document;
+}
+
+void change(session &run, const std::function<change_result(library &)> &command) {
+    library &lib = library_of(run);
+    rehearsal *const rehearsed = lib.rehearsed();
+    if (rehearsed == nullptr) {
+        change_result result = command(lib);
+        lib.note_change();
+        if (run.json_wanted) {
+            result.document["status"] = status_name(YB_STATUS_SUCCESS);
+            print(run, result.document);
+        } else if (!result.sentence.empty() && run.batch_line == 0) {
+            run.out << printable(result.sentence) << '\n';
+        }
+        return;
+    }
+    std::optional<failure> problem;
+    try {
+        (void)command(lib); // what it would say of a netdev that is not there means nothing
+    } catch (const failure &what) {
+        problem = what;
+    }
+    const std::vector<step> steps = rehearsed->take_steps();
+    if (problem && steps.empty())
+        throw *problem; // refused before there was anything to do
+    print_rehearsal(run, steps, problem);
+    if (problem)
+        run.ends_with = problem->code;
+}
+
+} // namespace ybnetctl

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// hold: a user of the databases that does nothing but be one. They end with their last user; while this one is there,
+// those of short-lived processes outlive them.
+#include "tools/ybnetctl/command_line.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <ostream>
+#include <unistd.h>
+
+#include "tools/ybnetctl/change/changing.h"
+#include "tools/ybnetctl/change/notify.h"
+
+namespace ybnetctl {
+
+namespace {
+
+struct hold_options {
+    bool interfaces_only = false;
+    bool ports_only = false;
+};
+
+sigset_t ending_signals() {
+    sigset_t signals;
+    (void)sigemptyset(&signals); // these cannot fail
+    (void)sigaddset(&signals, SIGTERM);
+    (void)sigaddset(&signals, SIGINT);
+    (void)sigaddset(&signals, SIGHUP);
+    return signals;
+}
+
+int wait_for_end(const sigset_t &signals) {
+    int number = 0;
+    while (sigwait(&signals, &number) != 0)
+        continue; // EINTR alone
+    return number;
+}
+
+void hold(session &run, const hold_options &options) {
+    if (run.dry_run)
+        throw failure{exit_code::usage, "hold", "has no dry run: it only holds", "ybnetctl hold --help", {}};
+    // Blocked before the load: a signal that comes meanwhile is waited for below, and the unload is never missed.
+    const sigset_t signals = ending_signals();
+    (void)sigprocmask(SIG_BLOCK, &signals, nullptr); // cannot fail
+
+    library &lib = library_of(run);
+    if (!options.ports_only)
+        lib.need_interfaces();
+    if (!options.interfaces_only)
+        lib.need_ports();
+    const char *const what = options.ports_only        ? "the ports database"
+                             : options.interfaces_only ? "the interfaces database"
+                                                       : "both databases";
+    if (run.json_wanted)
+        print(run,
+              json{{"holding", {{"interfaces", !options.ports_only}, {"ports", !options.interfaces_only}}},
+                   {"pid", getpid()}});
+    else
+        run.out << "holding " << what << " until SIGTERM or SIGINT\n";
+    run.out.flush();
+    if (const std::string problem = notify_service_manager("READY=1\nSTATUS=holding " + std::string(what));
+        !problem.empty())
+        run.err << "ybnetctl: note: " << problem << '\n';
+    (void)wait_for_end(signals);
+    (void)notify_service_manager("STOPPING=1"); // nothing to be done without it
+    lib.stop();
+}
+
+} // namespace
+
+void add_hold_command(command_line &line) {
+    CLI::App *const command = add_command<hold_options>(
+        &line.app(), line, "hold",
+        "Stay a user of the databases until SIGTERM or SIGINT, so that they outlive others",
+        [](CLI::App &app, hold_options &options) {
+            CLI::Option *const interfaces =
+                app.add_flag("--interfaces-only", options.interfaces_only, "Only the interfaces database");
+            app.add_flag("--ports-only", options.ports_only, "Only the ports database")->excludes(interfaces);
+        },
+        hold,
+        {{"timeout --preserve-status -s INT 2 ybnetctl hold",
+          "for two seconds; as a service: ybnetctl-hold.service"}});
+    line.add_notes(command, "holding (object: interfaces, ports), pid; printed once both are held");
+}
+
+} // namespace ybnetctl

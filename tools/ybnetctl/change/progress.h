@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How far a batch has come, on one line of a terminal's standard error that is written anew ten times a second and is
+// gone before anything else is printed.
+#ifndef YBNET_YBNETCTL_CHANGE_PROGRESS_H
+#define YBNET_YBNETCTL_CHANGE_PROGRESS_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "tools/ybnetctl/session.h"
+
+namespace ybnetctl {
+
+// "[######......]  50 %   1200 commands, 2 failed, 400/s"; share below 0: without bar.
+std::string progress_line(double share, uint64_t commands, uint64_t failed, double seconds);
+
+class progress {
+  public:
+    explicit progress(session &run);
+    ~progress();
+    progress(const progress &) = delete;
+    progress &operator=(const progress &) = delete;
+
+    void show(double share, uint64_t commands, uint64_t failed);
+    void clear();
+    [[nodiscard]] double seconds() const;
+
+  private:
+    using clock = std::chrono::steady_clock;
+
+    session &run_;
+    clock::time_point start_;
+    clock::time_point shown_;
+    bool visible_ = false;
+};
+
+} // namespace ybnetctl
+
+#endif

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// ybnetctl audit: reads the records and the kernel's netdevs, and prints what
+// audit_compare.h makes of them.
+#include <algorithm>
+#include <ostream>
+#include <set>
+
+#include "tools/ybnetctl/command_line.h"
+#include "tools/ybnetctl/see/audit_compare.h"
+#include "tools/ybnetctl/see/interface_view.h"
+#include "tools/ybnetctl/segments/segment_copy.h"
+#include "tools/ybnetctl/table.h"
+
+namespace ybnetctl {
+
+namespace {
+
+struct audit_options {
+    bool findings_only = false;
+};
+
+struct audit_reading {
+    segment_copy copy;
+    audit_result result;
+};
+
+// The default namespace first, then those of the system and of the records.
+std::vector<namespace_view> view_all(const std::vector<recorded_interface> &records) {
+    std::set<std::string> names;
+    for (const std::string &name : named_namespaces())
+        names.insert(name);
+    for (const recorded_interface &record : records)
+        names.insert(record.ns);
+    names.erase("");
+    std::vector<namespace_view> views = {view_namespace("")};
+    for (const std::string &name : names)
+        views.push_back(view_namespace(name));
+    return views;
+}
+
+// Records and netdevs are read one after the other: again, while records change in between.
+audit_reading read_both(const session &run) {
+    constexpr int rounds_max = 5;
+    segment_copy copy = read_contents(run, segment_kind::interfaces);
+    for (int round = 1;; round++) {
+        const std::vector<recorded_interface> records = recorded_interfaces(copy);
+        const std::vector<namespace_view> views = view_all(records);
+        segment_copy again = read_contents(run, segment_kind::interfaces);
+        if (round == rounds_max || recorded_interfaces(again) == records)
+            return {std::move(copy), audit(records, views)};
+        copy = std::move(again);
+    }
+}
+
+size_t count_of_findings(const audit_result &result) {
+    return result.records.size() - result.count(finding::ok) - result.count(finding::unseen);
+}
+
+json to_json(const netdev &device) {
+    return {{"name", device.name},
+            {"linux_ifindex", device.ifindex},
+            {"kind", device.kind.empty() ? json(nullptr) : json(device.kind)},
+            {"vlan_id", device.vlan_id ? json(*device.vlan_id) : json(nullptr)},
+            {"up", device.up},
+            {"carrier", device.carrier}};
+}
+
+json to_json(const audited_record &each) {
+    json netdev = nullptr;
+    if (each.device) {
+        netdev = to_json(*each.device);
+        netdev["namespace"] = each.found_in;
+    }
+    const recorded_interface &record = each.record;
+    return {{"sys_ifindex", record.sys_ifindex},
+            {"linux_ifindex", record.linux_ifindex},
+            {"name", record.name},
+            {"namespace", record.ns},
+            {"type", interface_type_name(record.type)},
+            {"vlan_id", record.vlan_id ? json(*record.vlan_id) : json(nullptr)},
+            {"finding", key_of(each.what)},
+            {"explanation", each.explanation.empty() ? json(nullptr) : json(each.explanation)},
+            {"netdev", netdev}};
+}
+
+json to_json(const unrecorded_netdev &each) {
+    json netdev = to_json(each.device);
+    netdev["namespace"] = each.ns;
+    netdev["command"] = each.command;
+    return netdev;
+}
+
+void print_json(session &run, const audit_reading &read, const audit_options &options) {
+    const audit_result &result = read.result;
+    json records = json::array();
+    for (const audited_record &each : result.records)
+        if (!options.findings_only || each.what != finding::ok)
+            records.push_back(to_json(each));
+    json unrecorded = json::array();
+    for (const unrecorded_netdev &each : result.unrecorded)
+        unrecorded.push_back(to_json(each));
+    json unseen = json::array();
+    for (const unseen_namespace &each : result.unseen)
+        unseen.push_back({{"namespace", each.name}, {"reason", each.reason}});
+    print(run, {{"records", records},
+                {"unrecorded", unrecorded},
+                {"namespaces_unseen", unseen},
+                {"summary",
+                 {{"agrees", result.agrees()},
+                  {"records", result.records.size()},
+                  {"ok", result.count(finding::ok)},
+                  {"findings", count_of_findings(result)},
+                  {"unseen", result.count(finding::unseen)},
+                  {"unrecorded", result.unrecorded.size()}}},
+                {"settled", read.copy.settled},
+                {"lock_seen_free", read.copy.lock_seen_free}});
+}
+
+tone tone_of(finding what) {
+    switch (what) {
+    case finding::ok:
+        return tone::good;
+    case finding::unseen:
+        return tone::warning;
+    default:
+        return tone::bad;
+    }
+}
+
+std::string counted(size_t count, const std::string &one, const std::string &many) {
+    return std::to_string(count) + ' ' + (count == 1 ? one : many);
+}
+
+std::string summary_of(const audit_result &result) {
+    if (result.agrees())
+        return counted(result.records.size(), "record agrees", "records agree") +
+               " with the kernel, and no netdev lacks its record.";
+    std::string text = counted(result.records.size(), "record", "records") + ": " +
+                       std::to_string(result.count(finding::ok)) + " in order, " +
+                       counted(count_of_findings(result), "finding", "findings");
+    if (result.count(finding::unseen) != 0)
+        text += ", " + std::to_string(result.count(finding::unseen)) + " that could not be looked at";
+    return text + "; " + counted(result.unrecorded.size(), "netdev", "netdevs") + " without a record.";
+}
+
+void print_text(session &run, const audit_reading &read, const audit_options &options) {
+    const audit_result &result = read.result;
+    table records({{"SYSIF", side::right},
+                   {"LINUX", side::right},
+                   {"NAME"},
+                   {"NAMESPACE"},
+                   {"TYPE"},
+                   {"STATE"},
+                   {"FINDING"},
+                   {"EXPLANATION"}});
+    for (const audited_record &each : result.records) {
+        if (options.findings_only && each.what == finding::ok)
+            continue;
+        const recorded_interface &record = each.record;
+        records.add({record.sys_ifindex, record.linux_ifindex, printable(record.name), printable(record.ns),
+                     interface_type_name(record.type), each.device ? state_in_words(*each.device) : "",
+                     cell(key_of(each.what), tone_of(each.what)), each.explanation});
+    }
+    if (records.size() != 0) {
+        records.print(run.out, run.colourful());
+        run.out << '\n';
+    }
+    if (!result.unrecorded.empty()) {
+        table unrecorded({{"WITHOUT A RECORD"},
+                          {"LINUX", side::right},
+                          {"NAMESPACE"},
+                          {"KIND"},
+                          {"STATE"},
+                          {"REMOVED BY"}});
+        for (const unrecorded_netdev &each : result.unrecorded)
+            unrecorded.add({cell(printable(each.device.name), tone::bad), each.device.ifindex,
+                            printable(each.ns), printable(each.device.kind), state_in_words(each.device),
+                            printable(each.command)});
+        unrecorded.print(run.out, run.colourful());
+        run.out << '\n';
+    }
+    for (const unseen_namespace &each : result.unseen)
+        run.out << "Not looked at: " << namespace_in_words(each.name) << " (" << each.reason << ")\n";
+    run.out << summary_of(result) << '\n';
+}
+
+void run_audit(session &run, const audit_options &options) {
+    const audit_reading read = read_both(run);
+    warn_when_unsettled(run, read.copy);
+    if (run.json_wanted)
+        print_json(run, read, options);
+    else
+        print_text(run, read, options);
+    if (!read.result.agrees())
+        run.ends_with = exit_code::failed;
+}
+
+constexpr const char *notes =
+    "Each record gets one finding: ok; kind (the netdev is not what the record says, above all a VLAN with "
+    "another "
+    "id, which an edit leaves behind on kernels that keep a VLAN's tag); duplicate (two records for one "
+    "netdev); "
+    "renamed (the ifindex is there, under another name); other_ifindex (the name is there, with another "
+    "ifindex); "
+    "moved (the name is in another namespace); gone; no_namespace; unseen (no right to enter its "
+    "namespace).\n\n"
+    "Looked at are the caller's namespace, which stands for the default one, and every one under /run/netns. "
+    "Netdevs "
+    "named as the library names its own (vlanN, swidN_eth.N, PORT.N, ports of the switch's driver) that no "
+    "record "
+    "has are listed with the command that removes them. Interfaces that are being made while the audit runs "
+    "may be "
+    "among them: run it again before removing anything.\n\n"
+    "Exit code 0 when everything agrees, 1 when there is any finding, netdev without a record or record that "
+    "could "
+    "not be looked at, 3 when there is no database.\n\n"
+    "JSON keys: records (sys_ifindex, linux_ifindex, name, namespace, type, vlan_id, finding, explanation, "
+    "netdev: "
+    "name, linux_ifindex, kind, vlan_id, up, carrier, namespace), unrecorded (those of netdev, and command), "
+    "namespaces_unseen (namespace, reason), summary (agrees, records, ok, findings, unseen, unrecorded), "
+    "settled, "
+    "lock_seen_free.";
+
+} // namespace
+
+void add_audit_command(command_line &line) {
+    CLI::App *const command = add_command<audit_options>(
+        &line.app(), line, "audit", "Compare every interface record with the kernel's netdevs",
+        [](CLI::App &app, audit_options &options) {
+            app.add_flag("--findings-only", options.findings_only, "Leave out the records that are in order");
+        },
+        run_audit,
+        {{"ybnetctl audit", "every record with what the kernel has, and netdevs that lost theirs"},
+         {"ybnetctl --json audit | jq '.summary'", "how many records agree"}});
+    line.add_notes(command, notes);
+}
+
+} // namespace ybnetctl

@@ -39,6 +39,16 @@ endforeach()
 configure_file(testkit/libybnet-testkit.pc.in ${PROJECT_BINARY_DIR}/libybnet-testkit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libybnet-testkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# Manual pages, and the pages for people with their pictures and examples, in the tree that their links expect.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/man/man3 ${PROJECT_BINARY_DIR}/docs/man/man7
+        DESTINATION ${CMAKE_INSTALL_MANDIR})
+file(GLOB ybnet_pages CONFIGURE_DEPENDS docs/*.md)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES lab/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/lab)
+install(FILES platform/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/platform)
+install(FILES ${ybnet_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs/examples docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
+        PATTERN *.dot EXCLUDE PATTERN render EXCLUDE)
 
 # Where systemd looks under any prefix; what a distribution has packages put elsewhere, it says.
 set(YBNET_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd units are installed, from the prefix")

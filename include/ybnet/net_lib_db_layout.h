@@ -34,44 +34,55 @@
 #include "ybnet/yb_net_port.h"
 #include "ybnet/yb_static_assert.h"
 
+/* What shm_open(3) knows the segments by. */
 #define YB_NET_INTERFACES_SEGMENT_NAME "/net_lib_ifc"
 #define YB_NET_PORTS_SEGMENT_NAME "/net_lib_port"
 
+/* The trailer's initialized_marker, once there are contents. */
 #define YB_NET_DB_INITIALIZED_MARKER 222
+
+/* Slots for router interfaces, buckets for ports. */
 #define YB_NET_INTERFACES_MAX 4096
 #define YB_NET_PORTS_MAX 65536
 
-enum { CL_PLOCK_INITIALIZED = 2, CL_PLOCK_DESTROYING = 3, CL_PLOCK_DESTROYED = 4 };
+/* The lock's life: its state field. */
+enum {
+    CL_PLOCK_INITIALIZED = 2, /* may be taken */
+    CL_PLOCK_DESTROYING = 3,  /* the last user is taking it down */
+    CL_PLOCK_DESTROYED = 4    /* taken down: the segment's name is about to go */
+};
 
 /*
  * Process-shared lock, only ever taken exclusively. The first 56 bytes are glibc's pthread_rwlock_t, written
  * as words because strict C99 hides that type.
  */
 typedef struct cl_plock {
-    uint64_t rwlock[7];
-    uint32_t state; /* CL_PLOCK_* */
-    uint32_t reserved;
+    uint64_t rwlock[7]; /* a pthread_rwlock_t */
+    uint32_t state;     /* CL_PLOCK_* */
+    uint32_t reserved;  /* padding */
 } cl_plock_t;
 
+/* What the frame of both segments keeps behind the records. */
 typedef struct net_lib_db_trailer {
-    cl_plock_t plock;
-    uint8_t initialized_marker;
-    uint8_t reserved1[3];
-    uint32_t user_count;
-    uint32_t size_check;
-    uint32_t reserved2;
+    cl_plock_t plock;           /* guards the whole segment */
+    uint8_t initialized_marker; /* YB_NET_DB_INITIALIZED_MARKER, or the contents mean nothing */
+    uint8_t reserved1[3];       /* padding */
+    uint32_t user_count;        /* loads that registered and have not unloaded */
+    uint32_t size_check;        /* the segment's size; another value is another layout */
+    uint32_t reserved2;         /* padding */
 } net_lib_db_trailer_t;
 
 /* One slot of the interfaces database; free when in_use is 0. */
 typedef struct net_lib_db_interface_entry {
-    yb_net_interface_record_t record;
-    uint8_t in_use;
-    uint8_t reserved[3];
+    yb_net_interface_record_t record; /* means nothing in a free slot */
+    uint8_t in_use;                   /* 0: free */
+    uint8_t reserved[3];              /* padding */
 } net_lib_db_interface_entry_t;
 
+/* The whole of "/net_lib_ifc". */
 typedef struct net_lib_db_interfaces_segment {
-    net_lib_db_interface_entry_t entries[YB_NET_INTERFACES_MAX];
-    net_lib_db_trailer_t trailer;
+    net_lib_db_interface_entry_t entries[YB_NET_INTERFACES_MAX]; /* in no order */
+    net_lib_db_trailer_t trailer;                                /* lock and counters */
 } net_lib_db_interfaces_segment_t;
 
 /*
@@ -79,11 +90,11 @@ typedef struct net_lib_db_interfaces_segment {
  * holds; a removed port leaves its bucket with deleted 1 and hash kept.
  */
 typedef struct net_lib_port_entry {
-    uint32_t sys_ifindex; /* the key; 0 in a removed entry */
-    yb_net_port_info_t info;
-    uint8_t deleted; /* 1 once the port was removed */
-    uint8_t reserved[3];
-    uint32_t hash; /* home bucket, the CRC-16 of the key */
+    uint32_t sys_ifindex;    /* the key; 0 in a removed entry */
+    yb_net_port_info_t info; /* the port as its owner described it */
+    uint8_t deleted;         /* 1 once the port was removed */
+    uint8_t reserved[3];     /* padding */
+    uint32_t hash;           /* home bucket, the CRC-16 of the key */
 } net_lib_port_entry_t;
 
 /*
@@ -102,12 +113,12 @@ typedef struct net_lib_port_entry {
  * 255 is the first of port_to_ifindex, and processes of the stack count on it.
  */
 typedef struct net_lib_db_ports_segment {
-    net_lib_port_entry_t port_table[YB_NET_PORTS_MAX];
+    net_lib_port_entry_t port_table[YB_NET_PORTS_MAX];       /* the hash table */
     uint16_t lag_to_mlag[YB_NET_LAG_TO_MLAG_LENGTH];         /* by LAG index; 0 = none */
     uint32_t mlag_to_lag[YB_NET_MLAG_TO_LAG_LENGTH];         /* by MLAG id, the LAG's logical port */
     uint32_t lag_to_ifindex[YB_NET_LAG_TO_IFINDEX_LENGTH];   /* by LAG index, the system ifindex */
     uint32_t port_to_ifindex[YB_NET_PORT_TO_IFINDEX_LENGTH]; /* by port index, the system ifindex */
-    net_lib_db_trailer_t trailer;
+    net_lib_db_trailer_t trailer;                            /* lock and counters */
 } net_lib_db_ports_segment_t;
 
 YB_ASSERT_SIZE(cl_plock_t, 64);

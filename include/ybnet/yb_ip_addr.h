@@ -20,9 +20,9 @@
  *    every mask of 8 bits and more, which is what an alias needs that brings no
  *    route of its own.
  *  - To get the /24, and with it the kernel's route to 10.0.0.0/24, store the
- *    address as bytes, the mask as an integer, and as network address their bit-
- *    wise AND (third row). The broadcast address is then not the subnet's; the
- *    kernel accepts it, and answers for it.
+ *    address as bytes, the mask as an integer, and as network address their
+ *    bitwise AND (third row). The broadcast address is then not the subnet's;
+ *    the kernel accepts it, and answers for it.
  *  - No stored value gives 10.0.0.5/24 with broadcast 10.0.0.255: a prefix
  *    length below 32 comes from clear low bits of the mask, and the same bits
  *    are set in the first octet of the broadcast address.
@@ -54,8 +54,8 @@ typedef struct yb_ip_addr {
             uint32_t addr; /* the network's address */
             uint32_t mask; /* its lowest set bit decides the prefix length; gaps are not noticed */
         } ipv4_prefix;     /* a prefix */
-        uint8_t bytes[16];
-    } address;
+        uint8_t bytes[16]; /* of any version */
+    } address;             /* by version */
 } yb_ip_addr_t;
 
 YB_ASSERT_SIZE(yb_ip_addr_t, 20);

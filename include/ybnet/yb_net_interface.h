@@ -24,39 +24,40 @@ enum {
 #define YB_NET_RIF_NONE 0xFFFFu
 #define YB_NET_VRID_NONE 255u
 
+/* Bytes of the name fields; the kernel allows a netdev's name one less. */
 #define YB_NET_IF_NAME_SIZE 16
 #define YB_NET_NS_NAME_SIZE 32
 #define YB_NET_VRF_NAME_SIZE 16
 
-/*
- * Values of name_format. YB_NET_NAME_FORMAT_SWID keeps the "swid%d_eth.%d" name,
- * YB_NET_NAME_FORMAT_VLAN renames the netdev to "vlan%d".
- */
-enum { YB_NET_NAME_FORMAT_SWID = 0, YB_NET_NAME_FORMAT_VLAN = 1 };
+/* Values of name_format. */
+enum {
+    YB_NET_NAME_FORMAT_SWID = 0, /* keeps the "swid%d_eth.%d" name */
+    YB_NET_NAME_FORMAT_VLAN = 1  /* renames the netdev to "vlan%d" */
+};
 
 /* Type-dependent part for YB_L2_INTERFACE_TYPE_VLAN. */
 typedef struct yb_net_vlan_params {
-    uint8_t swid; /* switch partition: 0 to 7, or 254 */
-    uint8_t reserved;
+    uint8_t swid;          /* switch partition: 0 to 7, or 254 */
+    uint8_t reserved;      /* not looked at */
     uint16_t vlan_id;      /* 802.1Q id, 0 to 4095 */
     uint32_t name_format;  /* YB_NET_NAME_FORMAT_* */
     uint32_t parent_given; /* non-zero: the VLAN is stacked on parent_name instead of "swid%d_eth" */
-    char parent_name[YB_NET_IF_NAME_SIZE];
+    char parent_name[YB_NET_IF_NAME_SIZE]; /* with parent_given */
 } yb_net_vlan_params_t;
 
 /* Type-dependent part for YB_L2_INTERFACE_TYPE_PORT_VLAN. */
 typedef struct yb_net_port_vlan_params {
-    uint8_t unused[8];
+    uint8_t unused[8];                   /* not looked at */
     uint16_t vlan_id;                    /* 802.1Q id, 0 to 4095 */
     char port_name[YB_NET_IF_NAME_SIZE]; /* the port's netdev, the VLAN's parent */
-    uint8_t unused_tail[2];
+    uint8_t unused_tail[2];              /* not looked at */
 } yb_net_port_vlan_params_t;
 
 /* Type-dependent part for YB_L2_INTERFACE_TYPE_PORT: handed to the kernel driver as they are. */
 typedef struct yb_net_port_params {
-    uint32_t value1;
-    uint32_t value2;
-    uint8_t unused[20];
+    uint32_t value1;    /* private attribute 1 of the link kind */
+    uint32_t value2;    /* private attribute 2 */
+    uint8_t unused[20]; /* not looked at */
 } yb_net_port_params_t;
 
 /*
@@ -75,20 +76,20 @@ typedef struct yb_net_interface_params {
     uint32_t vrf_valid;                  /* 1: vrf_name is meaningful and takes part in duplicate detection */
     uint32_t type;                       /* YB_L2_INTERFACE_TYPE_* */
     union {
-        yb_net_vlan_params_t vlan;
-        yb_net_port_vlan_params_t port_vlan;
-        yb_net_port_params_t port;
-        uint8_t bytes[28];
-    } by_type;
+        yb_net_vlan_params_t vlan;           /* YB_L2_INTERFACE_TYPE_VLAN */
+        yb_net_port_vlan_params_t port_vlan; /* YB_L2_INTERFACE_TYPE_PORT_VLAN */
+        yb_net_port_params_t port;           /* YB_L2_INTERFACE_TYPE_PORT */
+        uint8_t bytes[28];                   /* recorded as they are, whatever the type */
+    } by_type;                               /* what type says */
 } yb_net_interface_params_t;
 
 /* One recorded router interface, as the queries return it. */
 typedef struct yb_net_interface_record {
-    uint32_t sys_ifindex;   /* the stack's number, the key */
-    uint32_t linux_ifindex; /* the kernel's number inside the interface's namespace */
-    yb_net_interface_params_t params;
-    uint16_t rif;  /* router interface id; YB_NET_RIF_NONE = none */
-    uint16_t vrid; /* virtual router id; YB_NET_VRID_NONE = none */
+    uint32_t sys_ifindex;             /* the stack's number, the key */
+    uint32_t linux_ifindex;           /* the kernel's number inside the interface's namespace */
+    yb_net_interface_params_t params; /* as its owner described it; name is the netdev's */
+    uint16_t rif;                     /* router interface id; YB_NET_RIF_NONE = none */
+    uint16_t vrid;                    /* virtual router id; YB_NET_VRID_NONE = none */
 } yb_net_interface_record_t;
 
 YB_ASSERT_SIZE(yb_net_interface_params_t, 100);

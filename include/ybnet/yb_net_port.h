@@ -37,6 +37,7 @@
 
 /* ---- Port records ------------------------------------------------------- */
 
+/* Bytes of a port's name field. */
 #define YB_NET_PORT_NAME_SIZE 16
 
 /* Filters of the queries that list ports. What 1 and 2 stand for is the callers' business. */
@@ -60,24 +61,24 @@
  * the functions that bind a port to a LAG) can be set back to 0.
  */
 typedef struct yb_net_port_info {
-    uint8_t attr_a;
-    uint8_t attr_b; /* YB_NET_PORT_ATTR_B_NONE: not given */
-    uint8_t reserved1[2];
-    uint32_t attr_c;
+    uint8_t attr_a;        /* the owner's */
+    uint8_t attr_b;        /* the owner's; YB_NET_PORT_ATTR_B_NONE: not given */
+    uint8_t reserved1[2];  /* padding */
+    uint32_t attr_c;       /* the owner's */
     uint32_t protocol;     /* 1 or 2; 0 = none */
     uint32_t log_port;     /* the switch's logical port; 0 = none */
     uint32_t lag_log_port; /* logical port of the LAG that this port is a member of; 0 = none. Never merged */
-    uint8_t attr_d[3];
-    uint8_t reserved2;
-    uint16_t attr_e;
+    uint8_t attr_d[3];     /* the owner's */
+    uint8_t reserved2;     /* padding */
+    uint16_t attr_e;       /* the owner's */
     uint16_t mlag_id; /* of a LAG; 0 = none. Merged, 0 too, exactly when the caller's log_port is a LAG */
     char name[YB_NET_PORT_NAME_SIZE]; /* not necessarily NUL-terminated */
-    uint8_t attr_f;
-    uint8_t reserved3[3];
-    uint32_t attr_g[4];
-    uint8_t attr_h;
-    uint8_t reserved4[3];
-    uint32_t attr_i;
+    uint8_t attr_f;                   /* the owner's */
+    uint8_t reserved3[3];             /* padding */
+    uint32_t attr_g[4];               /* the owner's */
+    uint8_t attr_h;                   /* the owner's */
+    uint8_t reserved4[3];             /* padding */
+    uint32_t attr_i;                  /* the owner's */
 } yb_net_port_info_t;
 
 YB_ASSERT_SIZE(yb_net_port_info_t, 72);
@@ -124,7 +125,7 @@ typedef struct yb_net_l2_address {
  */
 #define YB_NET_PACKET_DESCRIPTOR_SIZE 20
 typedef struct yb_net_packet_descriptor {
-    uint8_t bytes[YB_NET_PACKET_DESCRIPTOR_SIZE];
+    uint8_t bytes[YB_NET_PACKET_DESCRIPTOR_SIZE]; /* as received */
 } yb_net_packet_descriptor_t;
 
 YB_ASSERT_SIZE(yb_net_l2_address_t, 12);

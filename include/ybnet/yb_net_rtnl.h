@@ -52,6 +52,7 @@ YB_ASSERT_OFFSET(rtnl_handle_t, local, 4);
 YB_ASSERT_OFFSET(rtnl_handle_t, seq, 16);
 YB_ASSERT_OFFSET(rtnl_handle_t, opened, 20);
 
+/* The one handle of the process. */
 extern rtnl_handle_t rth;
 
 /*

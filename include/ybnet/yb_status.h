@@ -8,10 +8,12 @@
 
 #include <stdint.h>
 
+/* One of YB_STATUS_*; wide enough for what other libraries of the stack return. */
 typedef uint32_t yb_status_t;
 
+/* The codes that this library returns. */
 enum {
-    YB_STATUS_SUCCESS = 0,
+    YB_STATUS_SUCCESS = 0,               /* done */
     YB_STATUS_ERROR = 1,                 /* foreign segment, failed command or exchange, full port table */
     YB_STATUS_NO_RESOURCES = 5,          /* the interfaces database is full */
     YB_STATUS_NO_MEMORY = 6,             /* a segment could not be made, sized, mapped or given its lock */

@@ -16,8 +16,10 @@ extern "C" {
 #endif
 
 #if defined(__GNUC__)
+/* Lets the compiler hold arguments against their format, where it can. */
 #define YB_PRINTF_LIKE(format_index, first_arg) __attribute__((format(printf, format_index, first_arg)))
 #else
+/* Nothing, for a compiler without the attribute. */
 #define YB_PRINTF_LIKE(format_index, first_arg)
 #endif
 

@@ -29,9 +29,9 @@ extern "C" {
  *   | command| zero   | value/address |
  */
 typedef struct ybd_ioctl_cmd {
-    uint32_t ctrl_cmd;
-    uint32_t reserved;
-    uint64_t argument;
+    uint32_t ctrl_cmd; /* YBD_CTRL_CMD_* */
+    uint32_t reserved; /* 0 */
+    uint64_t argument; /* a value, or an address in the caller's memory */
 } ybd_ioctl_cmd_t;
 
 /*

@@ -8,7 +8,7 @@
 # Programs every guest has; the second list only if the host has them. The
 # launchers (env, timeout, xargs ...) are the host's because busybox's prefer
 # its own applets to what PATH says: "timeout 5 ip" would run the wrong ip.
-lab_tools=(busybox bash dash ip bridge vconfig kmod env timeout nice nohup stdbuf chroot xargs find
+lab_tools=(busybox bash dash ip bridge vconfig kmod jq ldd env timeout nice nohup stdbuf chroot xargs find
     nsenter unshare setsid setpriv taskset flock)
 lab_optional_tools=(strace tcpdump tc ss ethtool)
 lab_modules=(8021q garp mrp llc stp bridge dummy vrf veth nlmon

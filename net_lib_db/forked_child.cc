@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/stat.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include "net_lib_db/complib/cl_plock_owner.h"
@@ -34,19 +34,29 @@ struct descriptor_path {
     }
 };
 
+// The mapping holds on to the parent's description too: one of the child's own takes its place.
+void map_anew(const segment &seg) {
+    const size_t size = seg.description.size;
+    void *const own = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, seg.descriptor, 0);
+    if (own != MAP_FAILED && mremap(own, size, size, MREMAP_MAYMOVE | MREMAP_FIXED, seg.body) == MAP_FAILED)
+        (void)munmap(own, size); // it stays with its parent's
+}
+
 // Gives the child an open file description of its own under the same number. Without one it goes on with its
 // parent's: then each counts as alive while the other is, and nobody is robbed.
-void stop_sharing(const segment &seg) {
+void stop_sharing(segment &seg) {
     if (seg.body == nullptr || seg.descriptor < 0)
         return;
-    struct stat file;
-    if (fstatat(seg.descriptor, "", &file, AT_EMPTY_PATH) != 0 || file.st_dev != seg.device ||
-        file.st_ino != seg.inode)
+    seg.description_is_shared = true;
+    if (!cl_plock_is_file(seg.descriptor, seg.device, seg.inode))
         return; // the process has closed it: the number is something else's by now
     const int own = open(descriptor_path(seg.descriptor).text, O_RDWR | O_CLOEXEC);
     if (own < 0)
         return;
-    (void)dup3(own, seg.descriptor, O_CLOEXEC);
+    if (dup3(own, seg.descriptor, O_CLOEXEC) >= 0) {
+        seg.description_is_shared = false;
+        map_anew(seg);
+    }
     close(own);
 }
 

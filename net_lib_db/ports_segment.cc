@@ -23,7 +23,11 @@ void initialize_ports_body(void *body) {
     constexpr size_t lag_entries_cleared = 255;
     memset(segment_body->lag_to_mlag, 0, lag_entries_cleared * sizeof(segment_body->lag_to_mlag[0]));
     memset(segment_body->mlag_to_lag, 0, sizeof(segment_body->mlag_to_lag));
-    first = {0, {}, PORT_ERASING, {}, 0};
+    // All but the mark, which a copy of the whole would clear for a moment.
+    first.sys_ifindex = 0;
+    first.info = {};
+    memset(first.reserved, 0, sizeof(first.reserved));
+    first.hash = 0;
     change_mark(first.deleted, PORT_LIVE);
 }
 
@@ -57,7 +61,7 @@ constexpr segment_description ports_description = {
 
 } // namespace
 
-segment ports_segment = {ports_description, nullptr, nullptr, -1, 0, 0, 0};
+segment ports_segment = {ports_description, nullptr, nullptr, -1, 0, 0, 0, false};
 
 yb_status_t net_lib_ports_db_init() {
     return segment_create(ports_segment);

@@ -24,8 +24,8 @@ void take_back(entry_t &bucket) {
 
 // A move is complete when its source is marked: that came after the copy.
 bool is_moved_completely(const entry_t *table, const entry_t &bucket) {
-    return (bucket.deleted & PORT_FILLING_SOURCE) != 0 && port_is_filling(table[port_index(bucket)]) &&
-           &table[port_index(bucket)] != &bucket;
+    return (bucket.deleted & PORT_FILLING_SOURCE) != 0 && port_is_filling(bucket) &&
+           port_is_filling(table[port_index(bucket)]) && &table[port_index(bucket)] != &bucket;
 }
 
 void finish_spare(entry_t *table, entry_t &spare) {

@@ -76,6 +76,7 @@ bool map_segment(segment &seg, int descriptor) {
     seg.device = file.st_dev;
     seg.inode = file.st_ino;
     seg.descriptors++;
+    seg.description_is_shared = false;
     seg.reference = mmap(nullptr, seg.description.size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     seg.body = seg.reference == MAP_FAILED ? nullptr : seg.reference;
     return seg.body != nullptr;
@@ -334,7 +335,8 @@ yb_status_t segment_unload(segment &seg) {
         SEGMENT_LOG(YB_LEVEL_ERROR, seg.description.unload_function, seg.description.unmap_failed);
     seg.reference = nullptr;
     seg.body = nullptr;
-    cl_plock_withdraw_all(seg.descriptor); // it stays open, and must not speak for threads that end
+    if (!seg.description_is_shared && cl_plock_is_file(seg.descriptor, seg.device, seg.inode))
+        cl_plock_withdraw_all(seg.descriptor); // it stays open, and must not speak for threads that end
     if (last_user)
         remove_name(seg);
     file_unlock(seg.descriptor);

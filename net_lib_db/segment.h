@@ -79,6 +79,10 @@ struct segment {
     dev_t device;
     ino_t inode;
     uint32_t descriptors;
+
+    // The open file description behind it is another process's too: this one is its forked child and could not get
+    // one of its own (forked_child.h). What is announced on it is not this process's to withdraw.
+    bool description_is_shared;
 };
 
 // YB_STATUS_SUCCESS with reference NULL: another process made the segment first.
@@ -108,7 +112,8 @@ inline void segment_lock(segment &seg) {
     cl_plock_user &user = segment_lock_users[seg.description.number];
     if (__builtin_expect(user.announced_on != seg.descriptors, false))
         segment_announce(seg, user);
-    const uint32_t dead = cl_plock_excl_acquire(plock, user, {seg.description.name, seg.descriptor});
+    const uint32_t dead =
+        cl_plock_excl_acquire(plock, user, {seg.description.name, seg.descriptor, seg.device, seg.inode});
     YB_PROBE(lock_acquired, seg.description.name, plock, user.id);
     if (__builtin_expect(dead != 0, false))
         segment_taken_over(seg, dead);

@@ -17,7 +17,8 @@ void segment_announce(segment &seg, cl_plock_user &user) {
     user.id = static_cast<uint32_t>(syscall(SYS_gettid));
     user.announced_id = 0;
     // A child that is not seen to be one would go on under its parent's id: better to ask at each lock then.
-    if (!forked_children_are_seen() || !cl_plock_announce(seg.descriptor, user.id))
+    if (!forked_children_are_seen() || !cl_plock_is_file(seg.descriptor, seg.device, seg.inode) ||
+        !cl_plock_announce(seg.descriptor, user.id))
         return;
     user.announced_id = user.id;
     user.announced_on = seg.descriptors;

@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
+#include <sys/types.h>
 
 #include "net_lib_db/complib/cl_assert.h"
 #include "ybnet/net_lib_db_layout.h"
@@ -84,6 +85,9 @@ inline bool cl_plock_holds(const cl_plock_user &own) {
 struct cl_plock_place {
     const char *name;
     int descriptor;
+    // The file that the descriptor has to be of.
+    dev_t device = 0;
+    ino_t inode = 0;
 };
 
 // Initialises the lock in shared memory. 0, or 1 when one of the pthread calls fails.

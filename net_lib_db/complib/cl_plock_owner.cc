@@ -105,7 +105,8 @@ bool exists_and_is_no_zombie(uint32_t id) {
     char text[512];
     (void)snprintf(path, sizeof(path), "/proc/%u/stat", id);
     if (!read_beginning(path, text, sizeof(text)))
-        return errno != ENOENT && errno != ESRCH; // it ended between the two looks
+        return syscall(SYS_tkill, static_cast<pid_t>(id), 0) == 0 ||
+               errno != ESRCH; // ended, or hidden (hidepid)
     const char *const name_end = strrchr(text, ')');
     if (name_end == nullptr || name_end[1] != ' ')
         return true;
@@ -132,6 +133,12 @@ bool cl_plock_inquest_open(cl_plock_inquest *inquest, int descriptor) {
     (void)snprintf(path, sizeof(path), "/proc/self/fd/%d", descriptor);
     inquest->descriptor = descriptor < 0 ? -1 : open(path, O_RDWR | O_CLOEXEC);
     return inquest->descriptor >= 0;
+}
+
+bool cl_plock_is_file(int descriptor, dev_t device, ino_t inode) {
+    struct stat file;
+    return fstatat(descriptor, "", &file, AT_EMPTY_PATH) == 0 && file.st_dev == device &&
+           file.st_ino == inode;
 }
 
 bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool announced, bool id_is_own) {

@@ -25,6 +25,7 @@
 #define YBNET_COMPLIB_CL_PLOCK_OWNER_H
 
 #include <cstdint>
+#include <sys/types.h>
 
 // Announces the calling thread, whose id this is, on the descriptor of the lock's file. Waits while somebody
 // holds an inquest on the same id. False when the kernel refuses.
@@ -44,6 +45,10 @@ struct cl_plock_inquest {
 
 // False when the file cannot be opened once more: then nothing can be proved.
 bool cl_plock_inquest_open(cl_plock_inquest *inquest, int descriptor);
+
+// Whether a descriptor is still of this file: a process may have closed it, and the number be something else's.
+// Announcements and inquests on another file would prove the living dead. Async-signal-safe.
+bool cl_plock_is_file(int descriptor, dev_t device, ino_t inode);
 
 // True when every thread with this id that may hold the lock is dead; it stays so until the inquest is closed.
 // announced: the id was recorded by a thread that announces itself. id_is_own: the caller has it, and does not

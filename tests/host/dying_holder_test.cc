@@ -12,6 +12,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 
 #include "tests/support/processes.h"
@@ -43,6 +44,14 @@ child_process in_another_namespace(const std::function<int()> &body, pid_t id = 
         });
         return first.wait();
     });
+}
+
+// What a daemon that closes all it did not open leaves: the numbers are another file's.
+void give_all_descriptors_to_another_file() {
+    const int other = memfd_create("a log file", MFD_CLOEXEC);
+    for (int descriptor = 3; descriptor < 256; descriptor++)
+        if (descriptor != other && fcntl(descriptor, F_GETFD) >= 0)
+            (void)dup2(other, descriptor);
 }
 
 class dying_holder : public testing::Test {
@@ -231,6 +240,36 @@ TEST_F(dying_holder, is_dead_although_its_forked_child_lives) {
     leave_.add();
 }
 
+// The holder has loaded by itself, so that its own descriptor is behind its mapping, which its child inherits.
+TEST_F(dying_holder, is_dead_to_another_namespace_alone_although_its_forked_child_lives) {
+    ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_unload(0));
+    child_process holder([this] {
+        if (net_lib_db_interfaces_load(0) != YB_STATUS_SUCCESS)
+            return 1;
+        const child_process child([this] {
+            (void)prctl(PR_SET_PDEATHSIG, 0); // outlives it
+            forked_.add();
+            (void)leave_.wait_for(1);
+            return 0;
+        });
+        (void)forked_.wait_for(1);
+        return hold();
+    });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.push_back(in_another_namespace([this] {
+        platform::reset();
+        waiting_.add();
+        const yb_status_t status = net_lib_db_interfaces_load(0);
+        takeovers_.add(static_cast<int>(platform::recorded().texts(severity_warn).size()));
+        served_.add();
+        return status == YB_STATUS_SUCCESS ? 0 : 1;
+    }));
+    ASSERT_TRUE(waiting_.wait_for(1));
+    holder.signal(SIGKILL);
+    expect_served(1);
+    leave_.add();
+}
+
 TEST_F(dying_holder, is_dead_although_its_parent_lives) {
     // This process announced itself when it loaded; the child took over its descriptor.
     child_process holder([this] { return hold(); });
@@ -254,6 +293,36 @@ TEST_F(dying_holder, leaves_nothing_to_release_to_a_child_it_forks) {
     expect_nobody_served();
     net_lib_db_interface_lock_release();
     expect_served(0);
+}
+
+// ---- Descriptors that the process has closed ----
+
+TEST_F(dying_holder, is_not_judged_on_another_file_than_the_segments) {
+    child_process holder([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    waiters_.emplace_back([this] {
+        give_all_descriptors_to_another_file();
+        return wait_for_it();
+    });
+    ASSERT_TRUE(waiting_.wait_for(1));
+    expect_nobody_served();
+    let_go_.add();
+    expect_served(0);
+    EXPECT_EQ(0, holder.wait());
+}
+
+TEST_F(dying_holder, that_cannot_announce_itself_on_the_segments_file_keeps_the_lock) {
+    child_process holder([this] {
+        give_all_descriptors_to_another_file();
+        std::thread([this] { (void)hold(); }).join();
+        return 0;
+    });
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(1);
+    expect_nobody_served();
+    let_go_.add();
+    expect_served(0);
+    EXPECT_EQ(0, holder.wait());
 }
 
 // ---- At every point of taking and releasing ----

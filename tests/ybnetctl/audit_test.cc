@@ -74,8 +74,8 @@ TEST_F(audit_tool, records_in_step_with_their_netdevs_end_with_0_and_a_sentence)
     EXPECT_EQ(second.at("netdev").at("namespace"), "blue");
     const tool_result text = run_tool({"audit"});
     EXPECT_EQ(text.code, 0);
-    EXPECT_THAT(text.out,
-                testing::EndsWith("2 records agree with the kernel, and no netdev lacks its record.\n"));
+    EXPECT_THAT(text.out, testing::EndsWith("2 records agree with the kernel, and no netdev named as the "
+                                            "library names VLANs and ports lacks its record.\n"));
 }
 
 TEST_F(audit_tool, state_of_the_netdev_is_shown) {

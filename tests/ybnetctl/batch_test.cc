@@ -127,6 +127,21 @@ TEST_F(batch, that_is_interrupted_unregisters) {
     EXPECT_EQ(segment_view(ports_format).user_count(), 1U);
 }
 
+// Ctrl-C while ip(8) runs: system(3) ignores it in the tool, so only ip dies of it.
+TEST_F(batch, that_is_interrupted_in_a_command_of_the_library_goes_no_further) {
+    std::filesystem::create_directory("/run/dying");
+    std::ofstream("/run/dying/ip") << "#!/bin/sh\nkill -INT $$\n";
+    std::filesystem::permissions("/run/dying/ip", std::filesystem::perms::owner_all);
+    const tool_result result = run_tool({"-b", "-", "--keep-going"}, {"PATH=/run/dying:/usr/bin:/bin"},
+                                        "interface create loopback 1 --name l1\n"
+                                        "interface create loopback 2 --name l2\n"
+                                        "port set 3 --name p3\n");
+    EXPECT_EQ(result.code, 128 + SIGINT);
+    EXPECT_THAT(result.err, HasSubstr("interrupted behind line 1"));
+    EXPECT_STREQ(stored_port(3).name, "");
+    EXPECT_EQ(segment_view(interfaces_format).user_count(), 1U);
+}
+
 TEST_F(batch, shows_its_progress_on_a_terminal_only) {
     std::string text;
     for (int i = 1; i <= 40000; i++)

@@ -15,7 +15,28 @@ constexpr const char *purpose =
     "See and change what libybnet keeps: router interfaces, ports, and the shared memory "
     "that holds them.";
 
+constexpr const char *ending = "Options of every command: ybnetctl --help.\n"
+                               "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
 constexpr const char *exit_codes = "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
+
+// CLI11 reads "" as 0 and says little about what it cannot read.
+std::string whole_number(const std::string &text) {
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    const std::string digits = hex ? text.substr(2) : text;
+    const char *const allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
+    if (!digits.empty() && digits.size() <= 10 && digits.find_first_not_of(allowed) == std::string::npos &&
+        std::stoull(digits, nullptr, hex ? 16 : 10) <= UINT32_MAX)
+        return "";
+    return "\"" + text + "\" is not a number from 0 to 4294967295";
+}
+
+void read_numbers_strictly(CLI::App *command) {
+    for (CLI::Option *option : command->get_options())
+        if (option->get_type_name().starts_with("UINT"))
+            option->check(CLI::Validator(whole_number, ""));
+    for (CLI::App *each : command->get_subcommands({}))
+        read_numbers_strictly(each);
+}
 
 } // namespace
 
@@ -70,6 +91,7 @@ command_line::command_line(session &run) : run_(run), app_(purpose, "ybnetctl") 
     add_explain_command(*this);
     add_hold_command(*this);
     add_upgrade_command(*this);
+    read_numbers_strictly(&app_);
 }
 
 std::function<void()> command_line::parse(const std::vector<std::string> &words) {
@@ -86,7 +108,11 @@ failure command_line::usage_failure(const CLI::ParseError &error) const {
         command = inner.front();
         name += ' ' + command->get_name();
     }
-    return {exit_code::usage, name == "ybnetctl" ? "" : name.substr(name.find(' ') + 1), error.what(),
+    // What CLI11 itself would say names unknown words in reverse, or not at all.
+    const std::vector<std::string> unknown = app_.remaining(true);
+    const std::string reason =
+        unknown.empty() ? error.what() : "no such command or option: " + unknown.front();
+    return {exit_code::usage, name == "ybnetctl" ? "" : name.substr(name.find(' ') + 1), reason,
             name + " --help", std::nullopt};
 }
 
@@ -100,7 +126,7 @@ void command_line::add_examples(CLI::App *command, std::vector<example> examples
     std::string footer = examples.empty() ? "" : "Examples:\n";
     for (const example &each : examples)
         footer += "  " + each.line + "\n      " + each.shows + '\n';
-    command->footer(footer + exit_codes);
+    command->footer(footer + (examples.empty() ? "" : "\n") + ending);
     examples_[command] = std::move(examples);
 }
 

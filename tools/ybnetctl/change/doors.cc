@@ -4,12 +4,15 @@
 #include "tools/ybnetctl/change/doors.h"
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <net/if.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 
+#include "tools/ybnetctl/change/interrupts.h"
 #include "tools/ybnetctl/change/rehearsal.h"
 #include "ybnet/platform/ybd.h"
 #include "ybnet/yb_net_rtnl.h"
@@ -46,7 +49,14 @@ extern "C" {
 
 int system(const char *command) {
     rehearsal *const closed = rehearsal::now();
-    return closed != nullptr && command != nullptr ? closed->run_command(command) : NEXT(system)(command);
+    if (closed != nullptr && command != nullptr)
+        return closed->run_command(command);
+    const int status = NEXT(system)(command);
+    constexpr int shell_said_so = 128 + SIGINT;
+    if (status != -1 && ((WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) ||
+                         (WIFEXITED(status) && WEXITSTATUS(status) == shell_said_so)))
+        ybnetctl::note_interrupt(SIGINT);
+    return status;
 }
 
 FILE *popen(const char *command, const char *mode) {

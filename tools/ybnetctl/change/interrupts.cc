@@ -42,6 +42,10 @@ int interrupted() {
     return signal_number;
 }
 
+void note_interrupt(int number) {
+    note(number);
+}
+
 void end_if_interrupted() {
     if (const int number = interrupted(); number != 0) {
         (void)std::signal(number, SIG_DFL);

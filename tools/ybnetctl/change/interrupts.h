@@ -12,6 +12,10 @@ void watch_interrupts();
 // The signal that came, 0 for none.
 int interrupted();
 
+// For a step that a signal ended in the place of this process: while a command of the library runs, system(3) ignores
+// SIGINT here, and only the command gets it.
+void note_interrupt(int number);
+
 // Ends the process by the signal that came, if one did.
 void end_if_interrupted();
 

@@ -135,7 +135,7 @@ std::string counted(size_t count, const std::string &one, const std::string &man
 std::string summary_of(const audit_result &result) {
     if (result.agrees())
         return counted(result.records.size(), "record agrees", "records agree") +
-               " with the kernel, and no netdev lacks its record.";
+               " with the kernel, and no netdev named as the library names VLANs and ports lacks its record.";
     std::string text = counted(result.records.size(), "record", "records") + ": " +
                        std::to_string(result.count(finding::ok)) + " in order, " +
                        counted(count_of_findings(result), "finding", "findings");

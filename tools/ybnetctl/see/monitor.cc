@@ -284,7 +284,7 @@ void declare(CLI::App &app, monitor_options &options) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--count", options.count, "End after this many events")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 1'000'000'000));
     app.add_option("--buffer", options.buffer_size, "Size of the sockets' receive buffers, in bytes")
         ->type_name("BYTES")
         ->check(CLI::Range(1U, 1U << 30))

@@ -65,7 +65,7 @@ constexpr segment_description interfaces_description = {
 
 } // namespace
 
-segment interfaces_segment = {interfaces_description, nullptr, nullptr, -1, 0, 0, 0, false};
+segment interfaces_segment = {interfaces_description, nullptr, nullptr, {}, 0, false, {}};
 
 yb_status_t net_lib_interfaces_db_init() {
     return segment_create(interfaces_segment);

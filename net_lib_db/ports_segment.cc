@@ -61,7 +61,7 @@ constexpr segment_description ports_description = {
 
 } // namespace
 
-segment ports_segment = {ports_description, nullptr, nullptr, -1, 0, 0, 0, false};
+segment ports_segment = {ports_description, nullptr, nullptr, {}, 0, false, {}};
 
 yb_status_t net_lib_ports_db_init() {
     return segment_create(ports_segment);

@@ -16,6 +16,7 @@
 #include "net_lib_db/complib/cl_plock_owner.h"
 #include "net_lib_db/complib/cl_shared_memory.h"
 #include "net_lib_db/file_lock.h"
+#include "net_lib_db/forked_child.h"
 #include "net_lib_db/net_lib_db_log.h"
 
 namespace {
@@ -72,10 +73,10 @@ void unregister_user(segment &seg) {
 bool map_segment(segment &seg, int descriptor) {
     struct stat file = {};
     (void)fstatat(descriptor, "", &file, AT_EMPTY_PATH); // a file 0:0 is no descriptor's
-    seg.descriptor = descriptor;
-    seg.device = file.st_dev;
-    seg.inode = file.st_ino;
+    seg.place = {seg.description.name, descriptor, file.st_dev, file.st_ino, &seg.spare};
     seg.descriptors++;
+    __atomic_store_n(&segment_this_process.descriptors[seg.description.number], seg.descriptors,
+                     __ATOMIC_RELAXED);
     seg.description_is_shared = false;
     seg.reference = mmap(nullptr, seg.description.size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     seg.body = seg.reference == MAP_FAILED ? nullptr : seg.reference;
@@ -148,7 +149,7 @@ yb_status_t create_locked(segment &seg) {
 yb_status_t segment_create(segment &seg) {
     const yb_status_t status = create_locked(seg);
     if (seg.reference != nullptr)
-        file_unlock(seg.descriptor);
+        file_unlock(seg.place.descriptor);
     return status;
 }
 
@@ -177,7 +178,7 @@ enum class layout {
 // states, an empty file and a size check of 0, are worth waiting for. Never reads behind the file's end.
 layout layout_of(segment &seg) {
     struct stat status;
-    if (fstat(seg.descriptor, &status) != 0)
+    if (fstat(seg.place.descriptor, &status) != 0)
         return layout::foreign;
     if (status.st_nlink == 0)
         return layout::gone;
@@ -203,7 +204,7 @@ layout lock_and_check(segment &seg) {
     if (found != layout::matches)
         return found;
 
-    file_lock(seg.descriptor);
+    file_lock(seg.place.descriptor);
     const uint32_t lock_state = segment_trailer(seg).plock.state;
     if (layout_of(seg) == layout::gone)
         return layout::gone; // its last user left while the lock was waited for
@@ -270,6 +271,32 @@ bool attach(segment &seg, int descriptor, uint32_t reinitialize, yb_status_t *ou
     return true;
 }
 
+// A second description of the file: where there is no /proc to open it by, by its name.
+int open_second(segment &seg) {
+    int descriptor = cl_plock_open_again(seg.place);
+    if (descriptor >= 0 || cl_shm_open(seg.description.name, &descriptor) != 0)
+        return descriptor;
+    if (cl_plock_is_file(descriptor, seg.place))
+        return descriptor;
+    close(descriptor); // the name is another's already
+    errno = ENOENT;
+    return -1;
+}
+
+// For takeovers by a process that has given up its privileges by then.
+void get_spare(segment &seg) {
+    seg.spare = {open_second(seg), 0};
+    static bool said;
+    if (seg.spare.descriptor >= 0 || said)
+        return;
+    said = true;
+    NET_LIB_DB_LOG(
+        YB_LEVEL_WARN,
+        "%s - its file cannot be opened a second time (errno %d): should that last, no lock is taken "
+        "over from a process that dies\n",
+        seg.description.title, errno);
+}
+
 // A segment can vanish between a lost creation race and the next look, when its last user unloads; more
 // rounds than this mean that something else is wrong.
 constexpr int rounds_max = 1000;
@@ -277,6 +304,7 @@ constexpr int rounds_max = 1000;
 } // namespace
 
 yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
+    (void)process_number(); // a child's file lock is not to be its parent's
     if (seg.reference != nullptr)
         return reload(seg, reinitialize);
 
@@ -286,9 +314,11 @@ yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
     for (int round = 0; round < rounds_max; round++) {
         int descriptor = -1;
         if (cl_shm_open(description.name, &descriptor) == 0) {
-            if (attach(seg, descriptor, reinitialize, &status))
-                return status;
-            continue;
+            if (!attach(seg, descriptor, reinitialize, &status))
+                continue;
+            if (seg.body != nullptr)
+                get_spare(seg);
+            return status;
         }
         if (creation_tried && errno != ENOENT)
             break; // it exists and cannot be opened: creating it again would not help
@@ -298,7 +328,8 @@ yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
             break;
         if (seg.reference != nullptr) {
             register_user(seg);
-            file_unlock(seg.descriptor);
+            get_spare(seg);
+            file_unlock(seg.place.descriptor);
             return YB_STATUS_SUCCESS;
         }
         status = YB_STATUS_NO_MEMORY; // another process was first: open what it made
@@ -314,7 +345,7 @@ namespace {
 // A file removed by hand leaves its users on an orphan; the name may stand for a new segment by now.
 void remove_name(const segment &seg) {
     struct stat status;
-    if (fstat(seg.descriptor, &status) != 0 || status.st_nlink != 0)
+    if (fstat(seg.place.descriptor, &status) != 0 || status.st_nlink != 0)
         (void)cl_shm_destroy(seg.description.name); // gone already is as good
 }
 
@@ -325,7 +356,8 @@ yb_status_t segment_unload(segment &seg) {
         seg.reference = nullptr;
         return YB_STATUS_SUCCESS;
     }
-    file_lock(seg.descriptor);
+    (void)process_number(); // a child's file lock is not to be its parent's
+    file_lock(seg.place.descriptor);
     unregister_user(seg);
     const bool last_user = segment_trailer(seg).user_count == 0;
     if (last_user)
@@ -335,11 +367,14 @@ yb_status_t segment_unload(segment &seg) {
         SEGMENT_LOG(YB_LEVEL_ERROR, seg.description.unload_function, seg.description.unmap_failed);
     seg.reference = nullptr;
     seg.body = nullptr;
-    if (!seg.description_is_shared && cl_plock_is_file(seg.descriptor, seg.device, seg.inode))
-        cl_plock_withdraw_all(seg.descriptor); // it stays open, and must not speak for threads that end
+    if (!seg.description_is_shared && cl_plock_is_file(seg.place.descriptor, seg.place))
+        cl_plock_withdraw_all(seg.place.descriptor); // it stays open, and must not speak for threads that end
+    if (cl_plock_is_file(seg.spare.descriptor, seg.place))
+        close(seg.spare.descriptor);
+    seg.spare = {};
     if (last_user)
         remove_name(seg);
-    file_unlock(seg.descriptor);
+    file_unlock(seg.place.descriptor);
     return unmapped ? YB_STATUS_SUCCESS : YB_STATUS_ERROR;
 }
 

@@ -72,17 +72,18 @@ struct segment {
     // The mapping while it may be used, else NULL.
     void *body;
 
-    // Of the segment that reference was mapped from. Open for the life of the process, as every descriptor of
-    // a segment. The file behind it, so that one that the process has closed and given to something else is
-    // known; and how many there were, so that a thread knows on which it has announced itself.
-    int descriptor;
-    dev_t device;
-    ino_t inode;
+    // The segment that reference was mapped from. Its descriptor is open for the life of the process, as every
+    // one of a segment. The file behind it, so that one that the process has closed and given to something else
+    // is known; and how many there were, so that a thread knows on which it has announced itself.
+    cl_plock_place place;
     uint32_t descriptors;
 
     // The open file description behind it is another process's too: this one is its forked child and could not get
     // one of its own (forked_child.h). What is announced on it is not this process's to withdraw.
     bool description_is_shared;
+
+    // While it is loaded, for takeovers.
+    cl_plock_spare spare;
 };
 
 // YB_STATUS_SUCCESS with reference NULL: another process made the segment first.
@@ -101,19 +102,44 @@ inline net_lib_db_trailer_t &segment_trailer(segment &seg) {
 // there is one addition.
 extern __thread cl_plock_user segment_lock_users[SEGMENTS] __attribute__((tls_model("initial-exec")));
 
+// What holds for this process and no child of it: in a page of its own that the kernel hands to children, however
+// they are made, as zeros (forked_child.h).
+struct alignas(4096) segment_process {
+    uint32_t
+        descriptors[SEGMENTS]; // as in the segments; 0, on which nobody is announced, in a child at first
+    uint32_t state;            // forked_child.cc's
+};
+extern segment_process segment_this_process __attribute__((visibility("hidden")));
+
+inline cl_plock_user &segment_user(const segment &seg) {
+    cl_plock_user *user = &segment_lock_users[seg.description.number];
+    asm("" : "+r"(user)); // computed once: compilers think it is cheaper to do it again at each use
+    return *user;
+}
+
+inline bool segment_thread_is_announced(const segment &seg, const cl_plock_user &user) {
+    return user.announced_on ==
+           __atomic_load_n(&segment_this_process.descriptors[seg.description.number], __ATOMIC_RELAXED);
+}
+
 // Makes the thread known to all that may wait for it; done before it takes the lock for the first time.
-void segment_announce(segment &seg, cl_plock_user &user);
+__attribute__((cold)) void segment_announce(segment &seg, cl_plock_user &user);
+
+// Makes the calling thread forget what it is the copy of: the thread that made a child of its process.
+__attribute__((cold)) void segment_meet_thread();
+
+// segment_unlock() for a thread that may have to forget that it holds the lock.
+__attribute__((cold)) void segment_unlock_unannounced(segment &seg);
 
 // With the lock just taken over from a thread that died: says so, and repairs.
-void segment_taken_over(segment &seg, uint32_t dead);
+__attribute__((cold)) void segment_taken_over(segment &seg, uint32_t dead);
 
 inline void segment_lock(segment &seg) {
     cl_plock_t *const plock = &segment_trailer(seg).plock;
-    cl_plock_user &user = segment_lock_users[seg.description.number];
-    if (__builtin_expect(user.announced_on != seg.descriptors, false))
+    cl_plock_user &user = segment_user(seg);
+    if (__builtin_expect(!segment_thread_is_announced(seg, user), false))
         segment_announce(seg, user);
-    const uint32_t dead =
-        cl_plock_excl_acquire(plock, user, {seg.description.name, seg.descriptor, seg.device, seg.inode});
+    const uint32_t dead = cl_plock_excl_acquire(plock, user, seg.place);
     YB_PROBE(lock_acquired, seg.description.name, plock, user.id);
     if (__builtin_expect(dead != 0, false))
         segment_taken_over(seg, dead);
@@ -121,7 +147,11 @@ inline void segment_lock(segment &seg) {
 
 inline void segment_unlock(segment &seg) {
     cl_plock_t *const plock = &segment_trailer(seg).plock;
-    cl_plock_user &user = segment_lock_users[seg.description.number];
+    cl_plock_user &user = segment_user(seg);
+    if (__builtin_expect(!segment_thread_is_announced(seg, user), false)) {
+        segment_unlock_unannounced(seg);
+        return;
+    }
     YB_PROBE(lock_release, seg.description.name, plock, user.id);
     cl_plock_release(plock, user);
 }

@@ -1,27 +1,116 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The rare parts of a segment's lock (segment.h): a thread's first time, and
-// what comes after a takeover. The common part is inline; how a dead holder is
-// known is complib's (cl_passivelock.h).
+// The rare parts of a segment's lock (segment.h): a thread's first time and its
+// end, and what comes after a takeover. The common part is inline; how a dead
+// holder is known is complib's (cl_passivelock.h).
+#include "net_lib_db/segment.h"
+
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "net_lib_db/complib/cl_plock_owner.h"
 #include "net_lib_db/forked_child.h"
 #include "net_lib_db/net_lib_db_log.h"
-#include "net_lib_db/segment.h"
 
 __thread cl_plock_user segment_lock_users[SEGMENTS];
 
+namespace {
+
+__thread uint32_t process_of_thread;
+
+// ---- The end of a thread ----------------------------------------------------
+
+constexpr int NOT_WITHDRAWN = -1;
+__thread int announced_through[SEGMENTS]; // the descriptor, while the thread is announced
+
+// Calls threads_end() at the end of each thread that asked for it; made by the first one.
+constexpr uint32_t KEY_NONE = UINT32_MAX;
+constexpr uint32_t KEY_GONE = UINT32_MAX - 1; // the library is being unloaded
+uint32_t end_key = KEY_NONE;
+
+void ask_for_threads_end();
+
+// Takes back what the thread has announced: its id is soon another's, which nobody should take for a holder that
+// lives. Later destructors may take a lock again; then this is called once more. A lock that the thread keeps
+// against all rules stays announced, and it the lock's holder: it might still give it back.
+void threads_end(void *) {
+    for (uint32_t number = 0; number < SEGMENTS; number++) {
+        cl_plock_user &user = segment_lock_users[number];
+        if (user.announced_on !=
+                __atomic_load_n(&segment_this_process.descriptors[number], __ATOMIC_RELAXED) ||
+            announced_through[number] == NOT_WITHDRAWN)
+            continue; // announced nowhere, for a file not used any more, or on a description that is not its own
+        if (cl_plock_holds(user)) {
+            ask_for_threads_end();
+            continue;
+        }
+        user.announced_on = CL_PLOCK_NOWHERE;
+        user.announced_id = 0;
+        cl_plock_withdraw(announced_through[number], user.id);
+    }
+}
+
+// Without a key to be had the announcements stay until an unload or the end of the process: others are more cautious
+// then than they need be.
+void ask_for_threads_end() {
+    uint32_t key = __atomic_load_n(&end_key, __ATOMIC_ACQUIRE);
+    if (key == KEY_NONE) {
+        pthread_key_t made;
+        if (pthread_key_create(&made, threads_end) != 0)
+            return;
+        if (__atomic_compare_exchange_n(&end_key, &key, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
+            key = made;
+        else
+            (void)pthread_key_delete(made); // another thread's is in place
+    }
+    if (key != KEY_GONE)
+        (void)pthread_setspecific(key, segment_lock_users); // any pointer but NULL
+}
+
+// Threads may outlive the library.
+__attribute__((destructor)) void let_threads_end_without() {
+    const uint32_t key = __atomic_exchange_n(&end_key, KEY_GONE, __ATOMIC_ACQ_REL);
+    if (key != KEY_NONE && key != KEY_GONE)
+        (void)pthread_key_delete(key);
+}
+
+} // namespace
+
+// ---- Its first time ---------------------------------------------------------
+
+void segment_meet_thread() {
+    const uint32_t process = process_number();
+    if (process_of_thread == process)
+        return;
+    process_of_thread = process;
+    for (cl_plock_user &user : segment_lock_users)
+        user = {};
+}
+
 void segment_announce(segment &seg, cl_plock_user &user) {
+    segment_meet_thread();
     user.id = static_cast<uint32_t>(syscall(SYS_gettid));
     user.announced_id = 0;
     // A child that is not seen to be one would go on under its parent's id: better to ask at each lock then.
-    if (!forked_children_are_seen() || !cl_plock_is_file(seg.descriptor, seg.device, seg.inode) ||
-        !cl_plock_announce(seg.descriptor, user.id))
+    if (!forked_children_are_seen() || !cl_plock_is_file(seg.place.descriptor, seg.place) ||
+        !cl_plock_announce(seg.place.descriptor, user.id))
         return;
     user.announced_id = user.id;
     user.announced_on = seg.descriptors;
+    // On a description that is its parent's too, the byte may be the parent's as well.
+    announced_through[seg.description.number] =
+        seg.description_is_shared ? NOT_WITHDRAWN : seg.place.descriptor;
+    if (!seg.description_is_shared)
+        ask_for_threads_end();
+}
+
+void segment_unlock_unannounced(segment &seg) {
+    segment_meet_thread();
+    cl_plock_t *const plock = &segment_trailer(seg).plock;
+    cl_plock_user &user = segment_lock_users[seg.description.number];
+    YB_PROBE(lock_release, seg.description.name, plock, user.id);
+    cl_plock_release(plock, user);
 }
 
 void segment_taken_over(segment &seg, uint32_t dead) {

@@ -21,9 +21,12 @@
  *     When a process dies with the lock, somebody who waits takes it over within
  *     half a second, says so (WARN), and completes or takes back the change that
  *     was left half done (WARN, one line each). A holder that is slow or stopped
- *     keeps it, in whatever PID namespace it runs. No thread may be cancelled
- *     (pthread_cancel(3)) or end while it holds it; builds of the library that do
- *     not take locks over must share one PID namespace with all others.
+ *     keeps it, in whatever PID namespace it runs. A process that gives up its
+ *     privileges or its view of /proc takes locks over all the same when it has
+ *     loaded before; a child that it makes afterwards leaves that to others. No
+ *     thread may be cancelled (pthread_cancel(3)) or end while it holds the lock;
+ *     builds of the library that do not take locks over must share one PID
+ *     namespace with all others.
  *  3. Functions other than load and unload may be called from any thread.
  *     Loads and unloads must not run beside any other call of the process.
  *  4. Results are copies. A caller's memory is never touched while a segment's
@@ -34,8 +37,11 @@
  *  6. A child made by fork(2) shares its parent's mappings and its registration:
  *     exactly one of the two unloads, and the other stops using the library
  *     before that (a parent that only exits has). The child does not hold the locks
- *     that its parent held. Other ways to make a child (clone(2), _Fork(3)) are not
- *     seen: such a child must not use the library.
+ *     that its parent held. The same holds for _Fork(3) and clone(2) since Linux
+ *     4.14, but until such a child calls the library, a parent that died with a
+ *     lock looks alive from other PID namespaces; on older kernels it must not use
+ *     the library. Nor may, anywhere, a child that shares its parent's memory or
+ *     descriptors (vfork(2), CLONE_VM, CLONE_FILES).
  *  7. Whoever may write to a segment is trusted: records read from it are never
  *     used unchecked as an index or a length, but a forged lock blocks everybody,
  *     and a file cut short kills its users.

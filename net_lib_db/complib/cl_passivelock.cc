@@ -152,11 +152,10 @@ bool inherit(cl_plock_t *plock, cl_plock_user &own, const lock_words &words) {
 uint32_t take_over(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
     const holder suspect = holder_of(read_words(plock));
     cl_plock_inquest inquest;
-    if (suspect.id == 0 || !cl_plock_inquest_open(&inquest, place.descriptor))
+    if (suspect.id == 0 || !cl_plock_inquest_open(&inquest, place))
         return 0;
     uint32_t dead = 0;
-    if (cl_plock_is_file(inquest.descriptor, place.device, place.inode) &&
-        cl_plock_owner_is_dead(inquest, suspect.id, suspect.announced, suspect.id == own.id)) {
+    if (cl_plock_owner_is_dead(inquest, suspect.id, suspect.announced, suspect.id == own.id)) {
         const lock_words words = read_words(plock);
         const holder now = holder_of(words);
         if (now.id == suspect.id && now.announced == suspect.announced && inherit(plock, own, words))

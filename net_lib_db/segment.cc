@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "net_lib_db/complib/cl_assert.h"
 #include "net_lib_db/complib/cl_plock_owner.h"
 #include "net_lib_db/complib/cl_shared_memory.h"
 #include "net_lib_db/file_lock.h"
@@ -342,6 +343,14 @@ yb_status_t segment_load(segment &seg, uint32_t reinitialize) {
 
 namespace {
 
+// A thread that leaves cannot keep the lock: a load that has the file lock, which the unload needs, may be waiting
+// for it.
+void give_back_lock(segment &seg) {
+    segment_meet_thread();
+    if (!CL_ASSERT(!cl_plock_holds(segment_user(seg)), "net_lib_db/segment"))
+        segment_unlock(seg);
+}
+
 // A file removed by hand leaves its users on an orphan; the name may stand for a new segment by now.
 void remove_name(const segment &seg) {
     struct stat status;
@@ -356,7 +365,7 @@ yb_status_t segment_unload(segment &seg) {
         seg.reference = nullptr;
         return YB_STATUS_SUCCESS;
     }
-    (void)process_number(); // a child's file lock is not to be its parent's
+    give_back_lock(seg);
     file_lock(seg.place.descriptor);
     unregister_user(seg);
     const bool last_user = segment_trailer(seg).user_count == 0;

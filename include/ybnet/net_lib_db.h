@@ -105,7 +105,9 @@ yb_status_t net_lib_db_log_verbosity_level(yb_access_cmd_t cmd, uint32_t *level)
  * The file is made with mode 0666 less the umask of its creator: users whom that
  * shuts out get YB_STATUS_NO_MEMORY. The descriptor (shm_open(3), close-on-exec)
  * stays open for the life of the process: each load that finds or makes a
- * segment costs one, also when it fails after that.
+ * segment costs one, also when it fails after that. A second one is open while the
+ * database is loaded, for taking over the lock without privileges; when there is
+ * none to be had, this is said once (WARN) and the load goes on.
  */
 yb_status_t net_lib_db_interfaces_load(uint32_t reinitialize);
 
@@ -123,7 +125,8 @@ yb_status_t net_lib_db_ports_load(uint32_t reinitialize);
  *
  * unused: ignored.
  * Returns YB_STATUS_SUCCESS, or YB_STATUS_ERROR when munmap(2) failed (ERROR);
- * the database counts as unloaded in either case. Blocks as a load does.
+ * the database counts as unloaded in either case. Blocks as a load does. A thread
+ * that still holds the lock is reported, as in item 2 above, and gives it up.
  */
 yb_status_t net_lib_db_interfaces_unload(uint32_t unused);
 

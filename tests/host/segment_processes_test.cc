@@ -273,6 +273,36 @@ TEST_P(segment_processes, on_a_full_file_system_end_with_6_and_leave_no_name) {
                  }).wait());
 }
 
+// ---- The lock at an unload ----
+
+// A load keeps the segment's file lock while it waits for the segment's lock; an unload needs the file lock.
+TEST(unload, by_the_holder_of_the_lock_is_reported_and_does_not_wait_for_one_who_waits_for_it) {
+    platform::reset();
+    segment_remove(interfaces_format);
+    shared_counter held;
+    shared_counter waited_for;
+    child_process holder([&] {
+        if (net_lib_db_interfaces_load(0) != YB_STATUS_SUCCESS)
+            return 100;
+        net_lib_db_interface_lock_acquire();
+        held.add();
+        (void)waited_for.wait_for(1);
+        if (net_lib_db_interfaces_unload(0) != YB_STATUS_SUCCESS)
+            return 101;
+        const std::vector<std::string> errors = platform::recorded().texts(1);
+        return !errors.empty() && errors[0].find("ASSERT in net_lib_db/segment[") == 0 ? 0 : 102;
+    });
+    ASSERT_TRUE(held.wait_for(1));
+    child_process loader([] { return static_cast<int>(net_lib_db_interfaces_load(0)); });
+    EXPECT_TRUE(wait_until_blocked_on_lock(loader.pid()));
+    waited_for.add();
+    EXPECT_EQ(0, holder.wait(std::chrono::seconds(10)));
+    EXPECT_EQ(0, loader.wait(std::chrono::seconds(10)));
+    EXPECT_EQ(1u, segment_view(interfaces_format).user_count());
+    EXPECT_FALSE(segment_view(interfaces_format).locked());
+    segment_remove(interfaces_format);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     both, segment_processes,
     testing::Values(segment_case{"interfaces", interfaces_format, net_lib_db_interfaces_load,

@@ -47,6 +47,7 @@ holds 3 1 2
 breaks file_lock 's/atomic \{ segments\[seg\].flock_owner == NOBODY -> /atomic { true -> /'
 breaks layout_gone 's/:: name != seg -> file_unlock\(\)/:: false -> file_unlock()/'
 breaks destroyed_lock 's/:: name == seg \&\& segments\[seg\].destroyed ->/:: false ->/'
+breaks give_back_lock 's/^    give_back_lock\(\);$//; s/^    file_lock\(\);$/    file_lock(); give_back_lock();/'
 breaks takeover 's/:: atomic \{ segments\[seg\].writers != NOBODY \&\& dead/:: atomic { false \&\& dead/'
 breaks proof_of_death 's/:: atomic \{ segments\[seg\].writers != NOBODY \&\& dead\[segments\[seg\]\.writers\] ->/:: atomic { segments[seg].writers != NOBODY ->/'
 breaks id_with_the_lock 's/segments\[seg\].write_locked = true; segments\[seg\].writers = me \}/segments[seg].write_locked = true }; maybe_killed(); segments[seg].writers = me/'

@@ -4,7 +4,7 @@
 // killed at any step: creating, registering, the file lock, the segment's lock and
 // its takeover. Steps carry the names of the functions in net_lib_db/ that make
 // them: segment.cc (create_locked, attach, lock_and_check, register_user,
-// unregister_user, segment_unload, remove_name), file_lock.cc (file_lock,
+// unregister_user, segment_unload, give_back_lock, remove_name), file_lock.cc (file_lock,
 // file_unlock) and cl_passivelock (cl_plock_excl_acquire, cl_plock_release).
 //
 // Checked in every reachable state:
@@ -110,6 +110,13 @@ inline cl_plock_release() {
     segments[seg].writers = NOBODY
 }
 
+inline give_back_lock() {
+    if
+    :: owner -> cl_plock_release()
+    :: else
+    fi
+}
+
 inline register_user() {
     cl_plock_excl_acquire();
     maybe_killed();
@@ -199,10 +206,12 @@ loaded:
     if
     :: true // the process goes on to unload
     :: cl_plock_excl_acquire(); cl_plock_release() // it uses the segment
+    :: cl_plock_excl_acquire()                     // and goes on to unload with the lock in its hands
     fi;
     assert(name == seg);
 
 segment_unload:
+    give_back_lock();
     file_lock();
     unregister_user();
     if

@@ -21,4 +21,12 @@ inline void change_mark(uint8_t &mark, uint8_t value) {
     change_step();
 }
 
+// A mark with the three bytes behind it, in one store.
+using change_word [[gnu::may_alias]] = uint32_t;
+inline void change_mark_word(change_word *word, uint32_t value) {
+    change_step();
+    __atomic_store_n(word, value, __ATOMIC_RELEASE);
+    change_step();
+}
+
 #endif

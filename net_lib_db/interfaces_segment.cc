@@ -12,11 +12,10 @@
 
 namespace {
 
-void initialize_interface(net_lib_db_interface_entry_t &entry) {
-    entry.in_use = 0;
-    entry.record = {};
-    entry.record.rif = YB_NET_RIF_NONE;
-    entry.record.vrid = YB_NET_VRID_NONE;
+void initialize_record(yb_net_interface_record_t &record) {
+    record = {};
+    record.rif = YB_NET_RIF_NONE;
+    record.vrid = YB_NET_VRID_NONE;
 }
 
 // The first entry's mark is set first and cleared last: who takes over from a process that died in between can
@@ -24,13 +23,11 @@ void initialize_interface(net_lib_db_interface_entry_t &entry) {
 void initialize_interfaces_body(void *body) {
     auto *const segment_body = static_cast<net_lib_db_interfaces_segment_t *>(body);
     net_lib_db_interface_entry_t &first = segment_body->entries[0];
-    change_mark(first.reserved[0], INTERFACES_ERASING);
+    change_mark_word(interface_mark_word(first), first.in_use | INTERFACES_ERASING << 8);
     memset(&segment_body->entries[1], 0, sizeof(segment_body->entries) - sizeof(first));
     for (net_lib_db_interface_entry_t &entry : segment_body->entries)
-        initialize_interface(entry);
-    first.reserved[1] = 0;
-    first.reserved[2] = 0;
-    change_mark(first.reserved[0], 0);
+        initialize_record(entry.record);
+    change_mark_word(interface_mark_word(first), 0);
 }
 
 constexpr segment_description interfaces_description = {

@@ -52,15 +52,13 @@ void port_move(entry_t *table, uint16_t from, uint16_t to) {
     entry_t &target = table[to];
     if (!port_is_filling(target))
         port_mark_filling(target);
-    const uint8_t kept[2] = {target.reserved[0], target.reserved[1]};
-    port_put_index(target, from);
-    change_mark(target.deleted, target.deleted | PORT_FILLING_SOURCE);
+    const uint16_t kept = port_index(target);
+    port_mark(target, target.deleted | PORT_FILLING_SOURCE, from);
     target.hash = source.hash;
     target.sys_ifindex = source.sys_ifindex;
     target.info = source.info;
     port_mark_filling(source);
-    change_mark(target.deleted, PORT_LIVE);
-    memcpy(target.reserved, kept, sizeof(kept));
+    port_mark(target, PORT_LIVE, kept);
 }
 
 void port_fill(entry_t &bucket, const entry_t &record, bool enter_maps) {
@@ -88,15 +86,13 @@ void port_change(entry_t &bucket, uint32_t sys_ifindex, const yb_net_port_info_t
     change_mark(spare->deleted, PORT_SPARE);
     spare->info = info;
     spare->sys_ifindex = sys_ifindex;
-    port_put_index(*spare, index_of(bucket));
-    change_mark(spare->deleted, enter_maps ? PORT_SPARE_RECORD_MAPPED : PORT_SPARE_RECORD);
+    port_mark(*spare, enter_maps ? PORT_SPARE_RECORD_MAPPED : PORT_SPARE_RECORD, index_of(bucket));
     bucket.info = info;
     if (enter_maps)
         enter_maps_with(sys_ifindex, info);
-    change_mark(spare->deleted, PORT_SPARE);
+    port_mark(*spare, PORT_SPARE, 0);
     spare->info = {};
     spare->sys_ifindex = 0;
-    port_put_index(*spare, 0);
     change_mark(spare->deleted, kept);
 }
 

@@ -13,6 +13,7 @@
 #ifndef YBNET_NET_LIB_DB_PORT_CHANGE_H
 #define YBNET_NET_LIB_DB_PORT_CHANGE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "net_lib_db/change_order.h"
@@ -33,22 +34,33 @@ enum : uint8_t {
     PORT_REMOVING = 0x25, // leaves the maps and becomes deleted
 
     // A spare bucket, empty or deleted.
-    PORT_SPARE = 0x26,        // to be cleared
-    PORT_SPARE_RECORD = 0x27, // holds the new record of the bucket whose index is in the reserved bytes
-    PORT_SPARE_RECORD_MAPPED = 0x28, // the same, and that port enters the maps then
-
-    PORT_ERASING = 0x29 // in bucket 0: the whole segment is being erased
+    PORT_SPARE = 0x26,              // to be cleared
+    PORT_SPARE_RECORD = 0x27,       // holds the new record of the bucket whose index is in the reserved bytes
+    PORT_SPARE_RECORD_MAPPED = 0x28 // the same, and that port enters the maps then
 };
+
+// A bucket's mark word: the deleted byte and the three reserved ones behind it.
+static_assert(offsetof(net_lib_port_entry_t, deleted) % sizeof(change_word) == 0 &&
+              sizeof(net_lib_port_entry_t) % sizeof(change_word) == 0 &&
+              offsetof(net_lib_port_entry_t, reserved) == offsetof(net_lib_port_entry_t, deleted) + 1);
+inline change_word *port_mark_word(net_lib_port_entry_t &bucket) {
+    return reinterpret_cast<change_word *>(reinterpret_cast<char *>(&bucket) +
+                                           offsetof(net_lib_port_entry_t, deleted));
+}
+
+// In bucket 0, all four bytes: the whole segment is being erased. What costs every port should not be met by chance.
+constexpr uint32_t PORTS_ERASING = 0xE5A3D129;
 
 inline bool port_is_filling(const net_lib_port_entry_t &bucket) {
     const auto kind = static_cast<uint8_t>(bucket.deleted & ~PORT_FILLING_SOURCE);
     return kind == PORT_FILLING_EMPTY || kind == PORT_FILLING_DELETED || kind == PORT_FILLING_LIVE;
 }
 
-// A bucket's index in its reserved bytes.
-inline void port_put_index(net_lib_port_entry_t &bucket, uint16_t index) {
-    bucket.reserved[0] = static_cast<uint8_t>(index);
-    bucket.reserved[1] = static_cast<uint8_t>(index >> 8);
+// A mark, and with it the first two reserved bytes: the index of another bucket while the mark says that there is
+// one, else what they were.
+inline void port_mark(net_lib_port_entry_t &bucket, uint8_t mark, uint16_t index) {
+    change_mark_word(port_mark_word(bucket),
+                     mark | uint32_t{index} << 8 | uint32_t{bucket.reserved[2]} << 24);
 }
 inline uint16_t port_index(const net_lib_port_entry_t &bucket) {
     return static_cast<uint16_t>(bucket.reserved[0] | bucket.reserved[1] << 8);

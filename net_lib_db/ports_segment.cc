@@ -17,7 +17,7 @@ namespace {
 void initialize_ports_body(void *body) {
     auto *const segment_body = static_cast<net_lib_db_ports_segment_t *>(body);
     net_lib_port_entry_t &first = segment_body->port_table[0];
-    change_mark(first.deleted, PORT_ERASING);
+    change_mark_word(port_mark_word(first), PORTS_ERASING);
     memset(&segment_body->port_table[1], 0, sizeof(segment_body->port_table) - sizeof(first));
     // Entry 255 of lag_to_mlag and the two ifindex maps keep what they hold: other processes rely on it.
     constexpr size_t lag_entries_cleared = 255;
@@ -26,9 +26,8 @@ void initialize_ports_body(void *body) {
     // All but the mark, which a copy of the whole would clear for a moment.
     first.sys_ifindex = 0;
     first.info = {};
-    memset(first.reserved, 0, sizeof(first.reserved));
     first.hash = 0;
-    change_mark(first.deleted, PORT_LIVE);
+    change_mark_word(port_mark_word(first), PORT_LIVE);
 }
 
 constexpr segment_description ports_description = {

@@ -25,7 +25,7 @@ bool holds_nothing(const yb_net_interface_record_t &record) {
 
 void repair_interfaces(void *body) {
     auto *const entries = static_cast<net_lib_db_interfaces_segment_t *>(body)->entries;
-    if (entries[0].reserved[0] == INTERFACES_ERASING) {
+    if (*interface_mark_word(entries[0]) >> 8 == INTERFACES_ERASING) {
         NET_LIB_DB_LOG(YB_LEVEL_WARN, "Net-lib interfaces DB - it was being erased: erased now\n");
         interfaces_segment.description.initialize_body(body);
         return;

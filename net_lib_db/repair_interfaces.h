@@ -6,10 +6,25 @@
 #ifndef YBNET_NET_LIB_DB_REPAIR_INTERFACES_H
 #define YBNET_NET_LIB_DB_REPAIR_INTERFACES_H
 
+#include <cstddef>
 #include <cstdint>
 
-// In the first entry's first reserved byte, 0 at all other times: the segment is being erased.
-constexpr uint8_t INTERFACES_ERASING = 0xE5;
+#include "net_lib_db/change_order.h"
+#include "ybnet/net_lib_db_layout.h"
+
+// In the first entry's three reserved bytes: the segment is being erased. What costs every record should not be met
+// by chance.
+constexpr uint32_t INTERFACES_ERASING = 0xE5A3D1;
+
+// The in-use byte and the reserved ones behind it.
+static_assert(offsetof(net_lib_db_interface_entry_t, in_use) % sizeof(change_word) == 0 &&
+              sizeof(net_lib_db_interface_entry_t) % sizeof(change_word) == 0 &&
+              offsetof(net_lib_db_interface_entry_t, reserved) ==
+                  offsetof(net_lib_db_interface_entry_t, in_use) + 1);
+inline change_word *interface_mark_word(net_lib_db_interface_entry_t &entry) {
+    return reinterpret_cast<change_word *>(reinterpret_cast<char *>(&entry) +
+                                           offsetof(net_lib_db_interface_entry_t, in_use));
+}
 
 // With the lock held. Clears free records that hold a part of one, and finishes an erasing. One WARN line each.
 void repair_interfaces(void *body);

@@ -15,11 +15,12 @@ using entry_t = net_lib_port_entry_t;
 // going as they did; an empty one ended them.
 void take_back(entry_t &bucket) {
     const bool was_empty = (bucket.deleted & ~PORT_FILLING_SOURCE) == PORT_FILLING_EMPTY;
+    const bool has_index = (bucket.deleted & PORT_FILLING_SOURCE) != 0;
     if (was_empty)
         bucket.hash = 0;
     bucket.info = {};
     bucket.sys_ifindex = 0;
-    change_mark(bucket.deleted, was_empty ? PORT_LIVE : PORT_DELETED);
+    port_mark(bucket, was_empty ? PORT_LIVE : PORT_DELETED, has_index ? 0 : port_index(bucket));
 }
 
 // A move is complete when its source is marked: that came after the copy.
@@ -41,7 +42,7 @@ void finish_spare(entry_t *table, entry_t &spare) {
         NET_LIB_DB_LOG(YB_LEVEL_WARN, "Netlib ports DB - spare bucket %u was left in use: cleared\n",
                        static_cast<uint32_t>(&spare - table));
     }
-    change_mark(spare.deleted, PORT_SPARE);
+    port_mark(spare, PORT_SPARE, 0);
     spare.info = {};
     spare.sys_ifindex = 0;
     change_mark(spare.deleted, spare.hash == 0 ? PORT_LIVE : PORT_DELETED);
@@ -72,29 +73,22 @@ void repair_bucket(entry_t *table, entry_t &bucket) {
                        index);
         take_back(bucket);
     }
-    port_put_index(bucket, 0);
 }
 
 } // namespace
 
 void repair_ports(void *body) {
     entry_t *const table = static_cast<net_lib_db_ports_segment_t *>(body)->port_table;
-    if (table[0].deleted == PORT_ERASING) {
+    if (*port_mark_word(table[0]) == PORTS_ERASING) {
         NET_LIB_DB_LOG(YB_LEVEL_WARN, "Netlib ports DB - it was being erased: erased now\n");
         ports_segment.description.initialize_body(body);
         return;
     }
     // First what is complete but for its mark, while the mark of its source still tells so.
     for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++) {
-        if (is_moved_completely(table, table[i])) {
-            change_mark(table[i].deleted, PORT_LIVE);
-            port_put_index(table[i], 0);
-        }
+        if (is_moved_completely(table, table[i]))
+            port_mark(table[i], PORT_LIVE, 0);
     }
-    for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++) {
+    for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++)
         repair_bucket(table, table[i]);
-        // A move that was complete, and its mark cleared already.
-        if (table[i].deleted <= PORT_DELETED && (table[i].reserved[0] | table[i].reserved[1]) != 0)
-            port_put_index(table[i], 0);
-    }
 }

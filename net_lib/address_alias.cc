@@ -29,8 +29,6 @@ constexpr uint32_t infinite_lifetime = 0xFFFFFFFF;
 
 // Measured by the lowest set bit alone: gaps in the mask go unnoticed.
 uint8_t __ip_mask_to_prefix_len(const yb_ip_addr_t &prefix) {
-    if (prefix.version != YB_IP_VERSION_IPV4)
-        return 0;
     const int lowest = ffs(static_cast<int>(prefix.address.ipv4_prefix.mask));
     return static_cast<uint8_t>(lowest == 0 ? 0 : 33 - lowest);
 }
@@ -41,12 +39,8 @@ yb_status_t __ip_addr_in_subnet_check(const yb_ip_addr_t &addr, const yb_ip_addr
                : YB_STATUS_PARAM_ERROR;
 }
 
-int32_t __ip_broadcast_get(const yb_ip_addr_t &addr, const yb_ip_addr_t &prefix, yb_ip_addr_t *out) {
-    if (addr.version != YB_IP_VERSION_IPV4)
-        return 1;
-    *out = addr;
-    out->address.ipv4 |= ~prefix.address.ipv4_prefix.mask;
-    return 0;
+uint32_t __ip_broadcast_get(const yb_ip_addr_t &addr, const yb_ip_addr_t &prefix) {
+    return addr.address.ipv4 | ~prefix.address.ipv4_prefix.mask;
 }
 
 // The attributes of a request to add (with label) or delete an address. 0, or 1, with a line on standard
@@ -95,8 +89,7 @@ YB_EXPORT yb_status_t yb_net_virtual_net_if_alias_set(yb_access_cmd_t cmd, uint3
     if (cmd != YB_ACCESS_CMD_ADD && cmd != YB_ACCESS_CMD_DELETE)
         return YB_STATUS_CMD_UNSUPPORTED;
 
-    yb_ip_addr_t broadcast = {};
-    (void)__ip_broadcast_get(*ip_addr, *ip_prefix, &broadcast); // cannot fail for IPv4
+    const uint32_t broadcast = __ip_broadcast_get(*ip_addr, *ip_prefix);
     address_request request = {};
     request.header.nlmsg_len = NLMSG_LENGTH(sizeof(struct ifaddrmsg));
     request.header.nlmsg_type = cmd == YB_ACCESS_CMD_ADD ? RTM_NEWADDR : RTM_DELADDR;
@@ -105,7 +98,7 @@ YB_EXPORT yb_status_t yb_net_virtual_net_if_alias_set(yb_access_cmd_t cmd, uint3
     request.address.ifa_family = AF_INET;
     request.address.ifa_prefixlen = __ip_mask_to_prefix_len(*ip_prefix);
     request.address.ifa_index = ifindex;
-    if (append_attributes(&request.header, cmd, label, ip_addr->address.ipv4, broadcast.address.ipv4) != 0)
+    if (append_attributes(&request.header, cmd, label, ip_addr->address.ipv4, broadcast) != 0)
         return YB_STATUS_ERROR; // said on standard error
     // Without rtnl_open(), kept: in a process that has sent no other request this fails.
     if (rtnl_talk(&request.header) != 0) {

@@ -15,6 +15,7 @@ namespace {
 
 constexpr size_t command_size = 256;
 constexpr size_t ifindex_line_size = 20;
+constexpr char plain_signs[] = "._-@:+=";
 
 bool is_own_namespace(const char *ns) {
     return ns == nullptr || ns[0] == '\0';
@@ -23,7 +24,7 @@ bool is_own_namespace(const char *ns) {
 // By hand, not isalnum(3): what is safe in a shell does not depend on the locale.
 bool is_plain(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           (c != '\0' && strchr("._-@:+=", c) != nullptr);
+           memchr(plain_signs, c, sizeof(plain_signs) - 1) != nullptr;
 }
 
 } // namespace

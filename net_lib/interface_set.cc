@@ -70,17 +70,12 @@ yb_status_t record_created(uint32_t sys_ifindex, const yb_net_interface_params_t
 
 yb_status_t record_result(yb_access_cmd_t cmd, uint32_t sys_ifindex, const yb_net_interface_params_t *params,
                           uint16_t rif, uint16_t vrid, bool lock_held) {
-    switch (cmd) {
-    case YB_ACCESS_CMD_CREATE:
+    if (cmd == YB_ACCESS_CMD_CREATE)
         return record_created(sys_ifindex, params, rif, vrid, lock_held);
-    case YB_ACCESS_CMD_DESTROY:
+    if (cmd == YB_ACCESS_CMD_DESTROY)
         return net_lib_db_interface_remove(sys_ifindex);
-    case YB_ACCESS_CMD_EDIT:
-        // Only PORT_VLAN comes here: an EDIT of another type has failed before.
-        return net_lib_db_interface_vlan_set(sys_ifindex, params->by_type.port_vlan.vlan_id);
-    default:
-        return YB_STATUS_CMD_UNSUPPORTED;
-    }
+    // What is left is EDIT of a PORT_VLAN: any other command, and an EDIT of another type, has failed before.
+    return net_lib_db_interface_vlan_set(sys_ifindex, params->by_type.port_vlan.vlan_id);
 }
 
 // full: hold the interfaces lock across a CREATE. Nothing is rolled back.

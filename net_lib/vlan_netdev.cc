@@ -63,6 +63,11 @@ bool vlan_in_range(uint16_t vlan) {
                     command, result, reason);                                                                \
     } while (0)
 
+// Runs a command that COMMAND_FORMAT has made; refused ones count as commands that failed.
+int run_if(bool complete, const char *ns, const char *command) {
+    return complete ? __yb_net_cmd_exec_in_ns(ns, command) : 1;
+}
+
 // The netdev's name goes back to the caller, cut to the field.
 void write_back_name(yb_net_interface_params_t *params, const char *name) {
     // The precision says to the compiler that the cut is meant.
@@ -157,7 +162,7 @@ yb_status_t yb_net_vlan_if_add(yb_net_interface_params_t *params) {
         complete = COMMAND_FORMAT(command, "vconfig add %s %d", names.base, names.vlan);
     }
     // In the caller's namespace, whatever the interface's: the dispatcher moves the netdev afterwards.
-    int result = complete ? __yb_net_cmd_exec(command) : 1;
+    int result = run_if(complete, "", command);
     if (result != 0) {
         LOG_COMMAND_FAILED("yb_net_vlan_if_add", command, result);
         return YB_STATUS_ERROR;
@@ -173,7 +178,7 @@ yb_status_t yb_net_vlan_if_add(yb_net_interface_params_t *params) {
 
     char rename[short_command_size] = {};
     complete = COMMAND_FORMAT(rename, "ip link set %s name %s", names.full, names.alternative);
-    result = complete ? __yb_net_cmd_exec(rename) : 1;
+    result = run_if(complete, "", rename);
     if (result != 0) {
         LOG_COMMAND_FAILED("yb_net_vlan_if_add", rename, result);
         return YB_STATUS_ERROR; // the netdev keeps its first name
@@ -206,8 +211,7 @@ yb_status_t yb_net_vlan_if_remove(yb_net_interface_params_t *params) {
     }
 
     char command[short_command_size] = {};
-    const int result =
-        COMMAND_FORMAT(command, "vconfig rem %s", target) ? __yb_net_cmd_exec_in_ns(ns.text, command) : 1;
+    const int result = run_if(COMMAND_FORMAT(command, "vconfig rem %s", target), ns.text, command);
     if (result != 0) {
         LOG_COMMAND_FAILED("yb_net_vlan_if_remove", command, result);
         return YB_STATUS_ERROR;
@@ -251,9 +255,8 @@ yb_status_t yb_net_port_vlan_if_change(uint32_t sys_ifindex, const yb_net_interf
         return YB_STATUS_PARAM_ERROR;
     }
     char command[short_command_size] = {};
-    const int result = COMMAND_FORMAT(command, "ip link set dev %s type vlan id %d", name.text, vlan)
-                           ? __yb_net_cmd_exec_in_ns(ns.text, command)
-                           : 1;
+    const bool complete = COMMAND_FORMAT(command, "ip link set dev %s type vlan id %d", name.text, vlan);
+    const int result = run_if(complete, ns.text, command);
     if (result != 0) {
         LOG_COMMAND_FAILED("yb_net_vlan_if_add", command, result); // the maker's name, kept
         return YB_STATUS_ERROR;

@@ -19,12 +19,14 @@ entry_t *entries() {
 }
 
 // True when this process has loaded the database; the caller's name stands in the message.
-#define INTERFACES_LOADED()                                                                                  \
-    (interfaces_segment.body != nullptr || [](const char *function) {                                        \
-        YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", YB_LEVEL_ERROR, function, __LINE__,             \
-                         "Net-lib Interfaces DB was not initialized\n");                                     \
-        return false;                                                                                        \
-    }(__func__))
+#define INTERFACES_LOADED() interfaces_loaded(__func__, __LINE__)
+bool interfaces_loaded(const char *function, int32_t line) {
+    const bool loaded = interfaces_segment.body != nullptr;
+    if (!loaded)
+        YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", YB_LEVEL_ERROR, function, line,
+                         "Net-lib Interfaces DB was not initialized\n");
+    return loaded;
+}
 
 // ---- Searches, with the lock held -------------------------------------------
 

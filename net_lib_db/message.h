@@ -44,19 +44,28 @@ using yb_verbosity_t = std::atomic<uint32_t>;
 #define YB_POSITION_PREFIX "%s[%d]- %s: "
 #define YB_TRACE_PREFIX "[%s] [%s] - %s[%d]: "
 
-// The arguments behind format are evaluated twice: no side effects, and strerror(errno) kept in a local.
+// One decision for all messages, so that a message adds no branch to the function that writes it.
+template <typename write_t, typename... argument_t>
+inline void yb_message_if_wanted(const yb_verbosity_t &verbosity, uint32_t index, write_t write,
+                                 argument_t... arguments) {
+    if (verbosity.load(std::memory_order_relaxed) >= index)
+        write(arguments...);
+}
+
+// The arguments behind format are evaluated once, whether the message is wanted or not.
 #define YB_MESSAGE_WRITE(verbosity, file, level, function, line, format, ...)                                \
-    do {                                                                                                     \
-        constexpr uint32_t yb_index = yb_level_index(level);                                                 \
-        if ((verbosity).load(std::memory_order_relaxed) >= yb_index) {                                       \
+    yb_message_if_wanted(                                                                                    \
+        verbosity, yb_level_index(level),                                                                    \
+        [](const char *yb_function, int32_t yb_line, auto... yb_arguments) {                                 \
+            constexpr uint32_t yb_index = yb_level_index(level);                                             \
             if constexpr (yb_index < YB_INDEX_POSITIONED)                                                    \
-                (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, format, ##__VA_ARGS__);               \
+                (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, format, yb_arguments...);             \
             else                                                                                             \
                 (void)yb_log(yb_level_severity(level), YB_MODULE_NAME, YB_POSITION_PREFIX format, file,      \
-                             line, function, ##__VA_ARGS__);                                                 \
+                             yb_line, yb_function, yb_arguments...);                                         \
             (void)yb_trace_cbuff_log(YB_TRACE_PREFIX format, yb_level_name(static_cast<int32_t>(yb_index)),  \
-                                     YB_MODULE_NAME, function, line, ##__VA_ARGS__);                         \
-        }                                                                                                    \
-    } while (0)
+                                     YB_MODULE_NAME, yb_function, yb_line, yb_arguments...);                 \
+        },                                                                                                   \
+        function, line, ##__VA_ARGS__)
 
 #endif

@@ -21,12 +21,14 @@ using entry_t = net_lib_port_entry_t;
 using info_t = yb_net_port_info_t;
 
 // True when this process has loaded the database; the caller's name stands in the message.
-#define PORTS_LOADED()                                                                                       \
-    (ports_segment.body != nullptr || [](const char *function) {                                             \
-        YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", YB_LEVEL_ERROR, function, __LINE__,             \
-                         "Net-lib ports DB was not initialized\n");                                          \
-        return false;                                                                                        \
-    }(__func__))
+#define PORTS_LOADED() ports_loaded(__func__, __LINE__)
+bool ports_loaded(const char *function, int32_t line) {
+    const bool loaded = ports_segment.body != nullptr;
+    if (!loaded)
+        YB_MESSAGE_WRITE(net_lib_db_verbosity, "net_lib_db", YB_LEVEL_ERROR, function, line,
+                         "Net-lib ports DB was not initialized\n");
+    return loaded;
+}
 
 #define LOG_NO_ENTRY(sys_ifindex)                                                                            \
     NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Netlib ports DB - cannot get hash table entry by sys_ifindex %u\n",      \

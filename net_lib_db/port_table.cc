@@ -128,22 +128,17 @@ yb_status_t __net_lib_hashtable_entry_set(uint32_t sys_ifindex, const yb_net_por
             index = way.index;
         }
     }
-    switch (way.end) {
-    case way_through::presence:
-        *out_existing = &table[index];
-        [[fallthrough]];
-    case way_through::place:
-        *out_index = index;
-        return YB_STATUS_SUCCESS;
-    case way_through::nowhere:
-        break;
+    if (way.end == way_through::nowhere) {
+        NET_LIB_DB_LOG(
+            YB_LEVEL_ERROR,
+            "Netlib ports DB - port with sys_ifindex 0x%x cannot be setto the DB. DB is full\n", // "setto": kept
+            sys_ifindex);
+        return YB_STATUS_ERROR;
     }
-
-    NET_LIB_DB_LOG(
-        YB_LEVEL_ERROR,
-        "Netlib ports DB - port with sys_ifindex 0x%x cannot be setto the DB. DB is full\n", // "setto": kept
-        sys_ifindex);
-    return YB_STATUS_ERROR;
+    if (way.end == way_through::presence)
+        *out_existing = &table[index];
+    *out_index = index;
+    return YB_STATUS_SUCCESS;
 }
 
 yb_status_t __net_lib_hashtable_entry_get(uint32_t sys_ifindex, uint16_t *out_index) {

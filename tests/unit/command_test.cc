@@ -87,6 +87,12 @@ TEST_F(command, namespace_long_enough_to_reach_256_characters_runs_nothing) {
     EXPECT_EQ(1u, commands().size());
 }
 
+TEST_F(command, text_that_could_not_be_formatted_is_refused) {
+    errno = 0;
+    EXPECT_FALSE(command_is_complete(-1, 50, true));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+}
+
 TEST_F(command, unwrapped_command_has_no_bound) {
     EXPECT_EQ(0, run("", "true " + std::string(5000, 'x')));
 }

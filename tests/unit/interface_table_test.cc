@@ -4,6 +4,8 @@
 // counts as a duplicate, and what happens when all 4096 slots are in use.
 #include "tests/unit/interfaces_fixture.h"
 
+#include "net_lib_db/interfaces_segment.h"
+
 namespace {
 
 using testing::ElementsAre;
@@ -158,6 +160,31 @@ TEST_F(interface_table, that_is_full_still_tells_a_duplicate_first) {
     fill();
     EXPECT_EQ(22u, try_add(100007, 99999));
     EXPECT_EQ(22u, try_add(1, 8));
+}
+
+// ---- Repaired ----
+
+TEST_F(interface_table, that_is_repaired_keeps_what_an_erasing_leaves_and_clears_what_only_looks_like_it) {
+    const auto set_none = [this](size_t db_index, std::vector<size_t> offsets) {
+        for (const size_t offset : offsets)
+            view().fill(record_at(db_index) + offset, record_at(db_index) + offset + 1, 0xFF);
+    };
+    const size_t rif = offsetof(yb_net_interface_record_t, rif);
+    const size_t vrid = offsetof(yb_net_interface_record_t, vrid);
+    for (size_t index = 0; index < 3; index++)
+        view().fill(record_at(index), record_at(index + 1), 0);
+    set_none(0, {rif, rif + 1, vrid});
+    set_none(1, {rif, rif + 1});
+    const std::vector<uint8_t> erased = record_bytes(0);
+    const std::vector<uint8_t> removed(record_bytes(2));
+
+    interfaces_segment.description.repair_body(interfaces_segment.body);
+    EXPECT_EQ(erased, record_bytes(0));
+    EXPECT_EQ(removed, record_bytes(1)) << "one of the two values alone was left by a change";
+    EXPECT_EQ(removed, record_bytes(2));
+    EXPECT_THAT(
+        take_lines(),
+        ElementsAre(said{3, "Net-lib interfaces DB - record 1 was left half changed: it is free\n", false}));
 }
 
 } // namespace

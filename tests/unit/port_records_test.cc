@@ -208,6 +208,12 @@ TEST_F(port_records, set_of_a_known_port_works_in_a_full_table) {
     homes()[65536] = 65535;
     set(65536, with_log_port(port_of(9)));
     EXPECT_EQ(65536u, ifindex_of(port_of(9)));
+
+    yb_net_port_info_t info = with_log_port(0);
+    info.attr_i = 9;
+    set(65536, info);
+    EXPECT_EQ(9u, get(65536).attr_i);
+    EXPECT_EQ(port_of(9), get(65536).log_port);
 }
 
 TEST_F(port_records, set_replaces_a_port_whose_hash_is_0_instead_of_merging) {

@@ -32,6 +32,21 @@ TEST_P(segment_unload_test, twice_returns_0_and_counts_once) {
     EXPECT_EQ(1u, segment_view(format()).user_count());
 }
 
+TEST_P(segment_unload_test, goes_on_where_the_process_has_closed_the_descriptor) {
+    made_by_another_process();
+    ASSERT_EQ(YB_STATUS_SUCCESS, load());
+    ASSERT_EQ(0, close(GetParam().reference.place.descriptor));
+    EXPECT_EQ(YB_STATUS_SUCCESS, unload());
+    EXPECT_EQ(1u, segment_view(format()).user_count()) << "the registration is taken back";
+}
+
+TEST_P(segment_unload_test, by_the_last_user_removes_the_name_although_it_has_closed_the_descriptor) {
+    ASSERT_EQ(YB_STATUS_SUCCESS, load());
+    ASSERT_EQ(0, close(GetParam().reference.place.descriptor));
+    EXPECT_EQ(YB_STATUS_SUCCESS, unload());
+    EXPECT_FALSE(segment_exists(format()));
+}
+
 TEST_P(segment_unload_test, ignores_its_argument) {
     for (const uint32_t argument : {0u, 1u, 77u, 0xFFFFFFFFu}) {
         ASSERT_EQ(YB_STATUS_SUCCESS, load());

@@ -33,11 +33,11 @@ class port_request : public host_netdev_test {
         const int descriptor = mkstemp(file);
         EXPECT_GE(descriptor, 0);
         close(descriptor);
-        child_process child([&body] {
+        child_process child([&body]() -> int {
             rth = {-1, {}, 0, 0}; // this process's own, whatever its parent opened
             while (!is_traced())
                 usleep(1000);
-            return body();
+            _exit(body()); // whatever ran behind it would be shown, too
         });
         child_process tracer([&] {
             const run_result run =

@@ -27,13 +27,14 @@ struct plan {
     std::function<void(int)> before;
 };
 
+// Neither is ever destroyed: the interposed functions are called until the process is gone.
 std::map<std::string, plan> &plans() {
-    static std::map<std::string, plan> all;
+    static auto &all = *new std::map<std::string, plan>;
     return all;
 }
 
 std::vector<std::string> &command_list() {
-    static std::vector<std::string> all;
+    static auto &all = *new std::vector<std::string>;
     return all;
 }
 

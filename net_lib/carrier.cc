@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include "net_lib/net_lib_log.h"
+#include "net_lib/netdev_name.h"
 
 namespace {
 
@@ -16,6 +17,8 @@ constexpr size_t text_size = 10;
 } // namespace
 
 int32_t __get_ib_if_carrier_state(const char *if_name) {
+    if (!is_netdev_name(if_name))
+        return 0; // as of a netdev that does not exist
     char path[path_size];
     (void)snprintf(path, sizeof(path), "/sys/class/net/%s/carrier", if_name); // a longer path is cut
     FILE *const file = fopen(path, "r");

@@ -12,6 +12,7 @@
 #include "net_lib/driver_proc.h"
 #include "net_lib/link_dump.h"
 #include "net_lib/net_lib_log.h"
+#include "net_lib/netdev_name.h"
 #include "net_lib/rtnl/link_request.h"
 #include "net_lib/rtnl/request.h"
 #include "net_lib_db/text_field.h"
@@ -98,7 +99,9 @@ YB_EXPORT yb_status_t yb_net_interface_oper_state_set(uint32_t sys_ifindex, uint
     const auto name = text_of_field(record.params.name);
     char command[proc_command_size] = {};
     (void)snprintf(command, sizeof(command), "oper_dev %s %s", name.text, state_text(state)); // fits by far
-    const yb_status_t status = __qrn_proc_write(command, driver_command_file);
+    // A line break or a blank in the name would make another command of it.
+    const yb_status_t status = is_netdev_name(name.text) ? __qrn_proc_write(command, driver_command_file)
+                                                         : yb_status_t{YB_STATUS_ERROR};
     if (status != YB_STATUS_SUCCESS)
         NET_LIB_LOG(YB_LEVEL_ERROR, "%s: writing Command \"%s\" to qrn proc failed. err: [%d]\n", __func__,
                     command, static_cast<int32_t>(status));

@@ -432,7 +432,8 @@ yb_status_t yb_net_interface_state_get(uint32_t sys_ifindex, uint32_t *state);
  * record, for whatever reason (ERROR), or for another state, unlogged;
  * YB_STATUS_ERROR when the file cannot be opened, written or closed, the last of
  * which is the driver's refusal (ERROR, two lines, or three when writing and
- * closing both failed).
+ * closing both failed), or when the record's name is none that a netdev can have:
+ * nothing is written then (ERROR).
  */
 yb_status_t yb_net_interface_oper_state_set(uint32_t sys_ifindex, uint32_t state);
 

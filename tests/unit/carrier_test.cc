@@ -60,6 +60,25 @@ TEST_F(carrier, is_none_and_said_when_it_is_no_number) {
     EXPECT_EQ(errors().size(), 3u);
 }
 
+// A record's name may be anything. Each of these would find a file.
+TEST_F(carrier, is_none_of_a_name_that_leads_elsewhere) {
+    write_file("/sys/carrier", "1");
+    write_file("/sys/class/carrier", "1");
+    write_file("/sys/class/net/carrier", "1");
+    write_file("/sys/class/net/a/b/carrier", "1");
+    for (const char *const blank : {" ", "\t", "\n", "\v", "\f", "\r"})
+        write_file(std::string("/sys/class/net/a") + blank + "b/carrier", "1");
+    for (const char *const name :
+         {"", ".", "..", "../..", "a/b", "a b", "a\tb", "a\nb", "a\vb", "a\fb", "a\rb"})
+        EXPECT_EQ(__get_ib_if_carrier_state(name), 0) << '"' << name << '"';
+    EXPECT_EQ(calls::count("fopen"), 0);
+    EXPECT_THAT(log(), IsEmpty());
+    for (const char *const name : {"...", "..a", "ib0.8001", "a:b", "a;b", "\xC3\xA9"}) {
+        write_file(std::string("/sys/class/net/") + name + "/carrier", "1");
+        EXPECT_EQ(__get_ib_if_carrier_state(name), 1) << name; // odd, and possible
+    }
+}
+
 TEST_F(carrier, path_is_cut_at_its_bound) {
     // 49 characters fit: of this name, 34, and nothing of "/carrier".
     write_file("/sys/class/net/" + std::string(34, 'n'), "1");

@@ -172,6 +172,20 @@ TEST_F(oper_state_written, is_one_command_to_the_driver_without_a_newline) {
     EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_F(oper_state_written, name_that_would_make_another_command_is_not_written) {
+    for (const char *const name : {"", ".", "..", "a b", "a\tb", "a\noper_dev b", "../a", "a/b"}) {
+        add_record(100, 7, name);
+        EXPECT_EQ(yb_net_interface_oper_state_set(100, 1), uint32_t{YB_STATUS_ERROR}) << name;
+        ASSERT_EQ(errors().size(), 1u) << name;
+        EXPECT_EQ(errors()[0], "yb_net_interface_oper_state_set: writing Command \"oper_dev " +
+                                   std::string(name) + " up\" to qrn proc failed. err: [1]\n");
+        platform::reset();
+        EXPECT_EQ(net_lib_db_interface_remove(100), uint32_t{YB_STATUS_SUCCESS});
+    }
+    EXPECT_EQ(calls::count("fopen"), 0);
+    EXPECT_FALSE(std::filesystem::exists("/proc/qrn_yb/yb_core"));
+}
+
 TEST_F(oper_state_set, missing_driver_is_said_twice_with_the_command) {
     add_record(100, 7, "swp1");
     EXPECT_EQ(yb_net_interface_oper_state_set(100, 1), uint32_t{YB_STATUS_ERROR});

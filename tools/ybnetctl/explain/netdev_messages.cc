@@ -139,7 +139,9 @@ constexpr message_entry entries[] = {
       "dmesg; ip link show type yb_netdev"}},
     {"%s: writing Command \"%s\" to qrn proc failed. err: [%d]",
      {"The operational state was not set; the line before says why, the number is a status.",
-      "See the line before.", "ls -l /proc/qrn_yb/yb_core; dmesg"}},
+      "See the line before. Where there is none, the name in the record is none that a netdev can have, and "
+      "nothing was written.",
+      "ls -l /proc/qrn_yb/yb_core; dmesg; ybnetctl audit"}},
 };
 
 } // namespace

@@ -76,7 +76,7 @@ TEST_F(batch, as_json_prints_one_object_a_line) {
 }
 
 TEST_F(batch, line_inherits_nothing_from_the_line_before) {
-    write("port set 1 --name a --attr-a 5\nport set 2\n");
+    write("port set 1 --name a --attr-a 5\nport set 2 --attr-h 1\n");
     ASSERT_EQ(run_tool({"-b", "/run/batch"}).code, 0);
     EXPECT_EQ(stored_port(2).attr_a, 0);
     EXPECT_STREQ(stored_port(2).name, "");

@@ -100,12 +100,12 @@ TEST(creation, fills_the_block_as_the_library_reads_it) {
 
 // ---- addresses --------------------------------------------------------------------
 
-TEST(addresses, are_read_with_and_without_a_prefix_length) {
+TEST(addresses, are_read_with_their_prefix_length) {
     EXPECT_EQ(parse_address("10.0.0.5/24")->prefix_length, 24U);
-    EXPECT_EQ(parse_address("10.0.0.5")->prefix_length, 32U);
+    EXPECT_EQ(parse_address("10.0.0.5/32")->prefix_length, 32U);
     EXPECT_EQ(parse_address("1.2.3.4/0")->octets, (std::array<uint8_t, 4>{1, 2, 3, 4}));
     for (const char *const text :
-         {"", "10.0.0", "10.0.0.5/", "10.0.0.5/33", "10.0.0.5/-1", "10.0.0.5/024", "::1/64"})
+         {"", "10.0.0", "10.0.0.5", "10.0.0.5/", "10.0.0.5/33", "10.0.0.5/-1", "10.0.0.5/024", "::1/64"})
         EXPECT_FALSE(parse_address(text)) << text;
 }
 

@@ -19,21 +19,10 @@ constexpr const char *ending = "Options of every command: ybnetctl --help.\n"
                                "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
 constexpr const char *exit_codes = "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
 
-// CLI11 reads "" as 0 and says little about what it cannot read.
-std::string whole_number(const std::string &text) {
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    const std::string digits = hex ? text.substr(2) : text;
-    const char *const allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
-    if (!digits.empty() && digits.size() <= 10 && digits.find_first_not_of(allowed) == std::string::npos &&
-        std::stoull(digits, nullptr, hex ? 16 : 10) <= UINT32_MAX)
-        return "";
-    return "\"" + text + "\" is not a number from 0 to 4294967295";
-}
-
 void read_numbers_strictly(CLI::App *command) {
     for (CLI::Option *option : command->get_options())
         if (option->get_type_name().starts_with("UINT"))
-            option->check(CLI::Validator(whole_number, ""));
+            option->check(whole_number());
     for (CLI::App *each : command->get_subcommands({}))
         read_numbers_strictly(each);
 }

@@ -11,7 +11,22 @@ namespace {
 
 constexpr size_t description_width = 70; // of the right-hand column of --help
 
+// CLI11 reads "" as 0 and says little about what it cannot read.
+std::string refuse_unless_whole(const std::string &text) {
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    const std::string digits = hex ? text.substr(2) : text;
+    const char *const allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
+    if (!digits.empty() && digits.size() <= 10 && digits.find_first_not_of(allowed) == std::string::npos &&
+        std::stoull(digits, nullptr, hex ? 16 : 10) <= UINT32_MAX)
+        return "";
+    return '"' + text + "\" is not a number from 0 to 4294967295";
+}
+
 } // namespace
+
+CLI::Validator whole_number() {
+    return {refuse_unless_whole, ""};
+}
 
 std::vector<std::string> choices_of(const CLI::Option *option) {
     // CLI::IsMember describes itself as "{a,b,c}" behind the type's name.
@@ -35,9 +50,15 @@ std::string value_of(const CLI::Option *option) {
         words += (words.empty() ? "" : "|") + choice;
     if (!words.empty())
         return words;
+    // "UINT:INT in [0 - 4095]", "TEXT:N|none": a type, then what its values are held against.
     const std::string type = option->get_type_name();
-    words = type.substr(0, type.find(':'));
-    return words == "UINT" || words == "INT" ? "N" : words;
+    const size_t colon = type.find(':');
+    words = type.substr(0, colon);
+    if (words == "UINT" || words == "INT")
+        return "N";
+    if (words != "TEXT")
+        return words;
+    return colon == std::string::npos ? "NAME" : type.substr(colon + 1);
 }
 
 std::string usage_of(const CLI::Option *option) {

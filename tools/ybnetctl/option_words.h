@@ -34,6 +34,10 @@ std::string synopsis_of(const CLI::App *command);
 std::vector<const CLI::App *> subcommands_of(const CLI::App *command);
 std::vector<const CLI::App *> leaves_of(const CLI::App *command);
 
+// The check of a number: decimal or hexadecimal, of 32 bits. Options that are shown as "N" have it without being
+// given it.
+CLI::Validator whole_number();
+
 // --help in these words.
 class formatter : public CLI::Formatter {
   public:

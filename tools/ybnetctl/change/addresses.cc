@@ -38,12 +38,16 @@ void set_address(session &run, const address_options &options, yb_access_cmd_t c
     const std::string thing = interface_thing(options.sys_ifindex);
     change(run, [&](library &lib) {
         const auto typed = parse_address(options.address);
-        if (!typed)
+        if (!typed) {
+            // Without the length, the broadcast address that goes with it could only be guessed.
+            const bool alone = parse_address(options.address + "/32").has_value();
             throw failure{exit_code::usage,
                           options.address,
-                          "is not an IPv4 address with a prefix length",
-                          "10.0.0.5/24",
+                          alone ? "has no prefix length" : "is not an IPv4 address with a prefix length",
+                          alone ? options.address + "/24, or " + options.address + "/32 for the address alone"
+                                : "10.0.0.5/24",
                           {}};
+        }
         if (options.label.size() > label_max)
             throw failure{exit_code::usage,
                           "label \"" + options.label + '"',
@@ -92,7 +96,7 @@ void declare_address(CLI::App &app, address_options &options) {
 void add_address_commands(command_line &line) {
     CLI::App *const group =
         add_command_group(&line.app(), "address", "IPv4 addresses (aliases) of interfaces' netdevs");
-    const char *const keys = "address (local, prefix_length, broadcast: what the kernel got; label), ";
+    const char *const keys = "JSON: address (local, prefix_length, broadcast: what the kernel got; label), ";
     CLI::App *command = add_command<address_options>(
         group, line, "add", "Add an IPv4 address; of an address/prefix, the kernel gets the address as typed",
         [](CLI::App &app, address_options &options) {

@@ -30,11 +30,10 @@ unsigned measured_length(uint32_t mask) {
 std::optional<typed_address> parse_address(const std::string &text) {
     const size_t slash = text.find('/');
     typed_address typed;
-    if (inet_pton(AF_INET, text.substr(0, slash).c_str(), typed.octets.data()) != 1 ||
+    if (slash == std::string::npos ||
+        inet_pton(AF_INET, text.substr(0, slash).c_str(), typed.octets.data()) != 1 ||
         text.find('\0') != std::string::npos)
         return std::nullopt;
-    if (slash == std::string::npos)
-        return typed;
     const std::string length = text.substr(slash + 1);
     if (length.empty() || length.size() > 2 || length.find_first_not_of("0123456789") != std::string::npos)
         return std::nullopt;

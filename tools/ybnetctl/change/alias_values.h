@@ -17,10 +17,10 @@ namespace ybnetctl {
 
 struct typed_address {
     std::array<uint8_t, 4> octets = {};
-    unsigned prefix_length = 32;
+    unsigned prefix_length = 0;
 };
 
-// "10.0.0.5/24", or "10.0.0.5" for /32.
+// "10.0.0.5/24": the length is part of it.
 std::optional<typed_address> parse_address(const std::string &text);
 
 struct alias_values {

@@ -10,6 +10,7 @@
 #include "tools/ybnetctl/change/names.h"
 #include "tools/ybnetctl/change/numbers.h"
 #include "tools/ybnetctl/change/port_record.h"
+#include "tools/ybnetctl/option_words.h"
 #include "ybnet/net_lib.h"
 
 namespace ybnetctl {
@@ -32,6 +33,8 @@ struct port_options {
     std::vector<uint32_t> attr_g;
     uint32_t attr_h = 0;
     uint32_t attr_i = 0;
+
+    bool operator==(const port_options &other) const = default;
 };
 
 struct del_options {
@@ -65,6 +68,10 @@ void check(const port_options &options) {
     };
     if (options.sys_ifindex == 0)
         refuse("a port's system ifindex is never 0");
+    port_options nothing;
+    nothing.sys_ifindex = options.sys_ifindex;
+    if (options == nothing)
+        refuse("nothing to set: 0 leaves a value as it is");
     if (options.name.size() > YB_NET_PORT_NAME_SIZE)
         refuse("name \"" + options.name + "\" has " + std::to_string(options.name.size()) +
                " characters, at most " + std::to_string(YB_NET_PORT_NAME_SIZE) + " are possible");
@@ -133,7 +140,8 @@ void declare_port_set(CLI::App &app, port_options &options) {
     app.add_option("--attr-g", options.attr_g, "the owner's, four of 32 bits: 1,2,3,4")
         ->expected(4)
         ->delimiter(',')
-        ->type_name("N,N,N,N");
+        ->type_name("N,N,N,N")
+        ->check(whole_number());
     app.add_option("--attr-h", options.attr_h, "the owner's, 1 to 255")->check(byte);
     app.add_option("--attr-i", options.attr_i, "the owner's, 32 bits");
 }
@@ -151,14 +159,14 @@ void add_port_changes(command_line &line, CLI::App *port) {
           "what it would record, and do nothing"},
          {"ybnetctl port set 0x10003 --name swp3 --log-port 0x10300 --protocol 1", "port 65539"},
          {"ybnetctl port set 0x20001 --log-port 0x10000500 --mlag 7", "the MLAG id of a LAG"}});
-    line.add_notes(command, std::string("port (every field afterwards), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (every field afterwards), ") + change_keys);
     command = add_command<del_options>(
         port, line, "del", "Remove a port's record; members of a LAG keep their binding to it",
         [](CLI::App &app, del_options &options) {
             app.add_option("SYSIF", options.sys_ifindex, "its system ifindex")->required();
         },
         delete_port, {{"ybnetctl port del 0x10003", "port 65539 is no longer recorded"}});
-    line.add_notes(command, std::string("port (every field, as it was), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (every field, as it was), ") + change_keys);
 }
 
 } // namespace ybnetctl

@@ -139,8 +139,8 @@ void add_diff_command(command_line &line) {
     CLI::App *const command = add_command<diff_options>(
         &line.app(), line, "diff", "What differs between two copies of a segment, or a copy and the live one",
         [](CLI::App &app, diff_options &o) {
-            app.add_option("A", o.before, "a copy of a segment, or the word live")->required()->type_name("");
-            app.add_option("B", o.after, "the same")->required()->type_name("");
+            app.add_option("A", o.before, "a copy of a segment, or the word live")->required();
+            app.add_option("B", o.after, "the same")->required();
             app.add_flag("--all", o.choice.all,
                          "free slots, removed ports, lock words and reserved bytes too");
         },

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "tools/ybnetctl/command_line.h"
+#include "tools/ybnetctl/option_words.h"
 #include "tools/ybnetctl/see/interface_view.h"
 #include "tools/ybnetctl/segments/decode.h"
 #include "tools/ybnetctl/segments/segment_copy.h"
@@ -186,7 +187,9 @@ void add_interface_queries(command_line &line, CLI::App *interface) {
                 ->type_name("NAME");
             app.add_option("--type", o.type, "only those of this type")
                 ->check(CLI::IsMember(interface_type_words()));
-            app.add_option("--vlan", o.vlan, "only those with this 802.1Q id")->type_name("ID");
+            app.add_option("--vlan", o.vlan, "only those with this 802.1Q id")
+                ->type_name("ID")
+                ->check(whole_number());
         },
         list,
         {{"ybnetctl interface list", "every interface that is recorded"},
@@ -198,7 +201,7 @@ void add_interface_queries(command_line &line, CLI::App *interface) {
     CLI::App *const show_command = add_command<show_options>(
         interface, line, "show", "One interface, every field",
         [](CLI::App &app, show_options &o) {
-            app.add_option("SYSIF", o.sys_ifindex, "its system ifindex")->required()->type_name("");
+            app.add_option("SYSIF", o.sys_ifindex, "its system ifindex")->required();
         },
         show,
         {{"ybnetctl interface show 110", "interface 110, and what its fields mean"},
@@ -213,7 +216,9 @@ void add_interface_queries(command_line &line, CLI::App *interface) {
     CLI::App *const find_command = add_command<find_options>(
         interface, line, "find", "The interface behind a netdev",
         [](CLI::App &app, find_options &o) {
-            app.add_option("--linux", o.linux_ifindex, "Linux ifindex of the netdev")->type_name("IFINDEX");
+            app.add_option("--linux", o.linux_ifindex, "Linux ifindex of the netdev")
+                ->type_name("IFINDEX")
+                ->check(whole_number());
             app.add_option("--name", o.name, "name of the netdev")->type_name("NAME");
             app.add_option("--netns", o.ns, "its namespace; with --linux, none given is the default one")
                 ->type_name("NAME");

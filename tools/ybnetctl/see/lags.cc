@@ -186,7 +186,7 @@ void add_lag_queries(command_line &line, CLI::App *lag, CLI::App *mlag) {
     CLI::App *const one_lag = add_command<lag_options>(
         lag, line, "show", "One LAG with its members",
         [](CLI::App &app, lag_options &o) {
-            app.add_option("LAG", o.lag, "its logical port or its system ifindex")->required()->type_name("");
+            app.add_option("LAG", o.lag, "its logical port or its system ifindex")->required();
         },
         show_lag,
         {{"ybnetctl lag show 0x10000500", "a LAG by its logical port"},
@@ -203,7 +203,6 @@ void add_lag_queries(command_line &line, CLI::App *lag, CLI::App *mlag) {
                                   [](CLI::App &app, mlag_options &o) {
                                       app.add_option("ID", o.id, "the MLAG id, 1 to 1000")
                                           ->required()
-                                          ->type_name("")
                                           ->check(CLI::Range(YB_NET_MLAG_ID_MIN, YB_NET_MLAG_ID_MAX));
                                   },
                                   show_mlag, {{"ybnetctl mlag show 7", "the LAG of MLAG id 7"}});

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "tools/ybnetctl/command_line.h"
+#include "tools/ybnetctl/option_words.h"
 #include "tools/ybnetctl/see/port_view.h"
 #include "tools/ybnetctl/segments/decode.h"
 #include "tools/ybnetctl/segments/segment_copy.h"
@@ -192,8 +193,11 @@ void add_port_queries(command_line &line, CLI::App *port) {
         [](CLI::App &app, list_options &o) {
             app.add_option("--protocol", o.protocol, "only those with this protocol, 1 or 2; 0: with none")
                 ->check(CLI::Range(0, YB_NET_PORT_PROTOCOL_MAX))
-                ->type_name("N");
-            app.add_option("--lag", o.lag, "only members of this LAG")->type_name("LOG-PORT");
+                ->type_name("N")
+                ->check(whole_number());
+            app.add_option("--lag", o.lag, "only members of this LAG")
+                ->type_name("LOG-PORT")
+                ->check(whole_number());
             app.add_option("--name", o.name, "only those with this name")->type_name("NAME");
         },
         list,
@@ -208,7 +212,7 @@ void add_port_queries(command_line &line, CLI::App *port) {
     CLI::App *const show_command = add_command<show_options>(
         port, line, "show", "One port, every field, and what the library answers for it",
         [](CLI::App &app, show_options &o) {
-            app.add_option("SYSIF", o.sys_ifindex, "its system ifindex")->required()->type_name("");
+            app.add_option("SYSIF", o.sys_ifindex, "its system ifindex")->required();
         },
         show, {{"ybnetctl port show 0x10001", "port 65537, and what its fields mean"}});
     line.add_notes(
@@ -221,7 +225,9 @@ void add_port_queries(command_line &line, CLI::App *port) {
     CLI::App *const find_command = add_command<find_options>(
         port, line, "find", "The port behind a logical port or a name",
         [](CLI::App &app, find_options &o) {
-            app.add_option("--log-port", o.log_port, "its logical port, of a LAG too")->type_name("LOG-PORT");
+            app.add_option("--log-port", o.log_port, "its logical port, of a LAG too")
+                ->type_name("LOG-PORT")
+                ->check(whole_number());
             app.add_option("--name", o.name, "its name")->type_name("NAME");
         },
         find,

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/support/segment_file.h"
@@ -50,6 +51,42 @@ TEST_F(whole_segments, are_dumped_field_by_field) {
     EXPECT_THAT(ports, HasSubstr("  attr_g = [0, 0, 0, 0]\n"));
     EXPECT_EQ("/net_lib_ifc\n/net_lib_port", jq(run_tool({"dump", "--json"}).out, ".segments[].name"));
     EXPECT_EQ(2, run_tool({"dump", "routes"}).code);
+    EXPECT_EQ(0, user.end());
+}
+
+TEST_F(whole_segments, are_not_read_from_what_is_no_copy_of_one) {
+    database_user user(record_all);
+    ASSERT_EQ(0, mkfifo("/run/fifo", 0600));
+    const auto refusal = [](std::vector<std::string> words) {
+        words.insert(words.begin(), {"timeout", "20", YBNETCTL}); // a FIFO may keep a reader waiting
+        const tool_result result = run_program(words);
+        EXPECT_EQ(1, result.code) << result.out;
+        return result.err;
+    };
+    const std::string advice = "\n  try: a copy made by cp /dev/shm/net_lib_ifc FILE\n";
+    EXPECT_EQ("ybnetctl: /run/fifo: is a FIFO" + advice, refusal({"--file", "/run/fifo", "status"}));
+    EXPECT_EQ("ybnetctl: /run: is a directory" + advice, refusal({"--file", "/run", "interface", "list"}));
+    EXPECT_EQ("ybnetctl: /dev/zero: is a character device" + advice,
+              refusal({"dump", "--file", "/dev/zero"}));
+    EXPECT_EQ("ybnetctl: /run/fifo: is a FIFO" + advice, refusal({"diff", "/run/fifo", "live"}));
+    EXPECT_EQ(0, unlink("/run/fifo"));
+    EXPECT_EQ(0, user.end());
+}
+
+TEST_F(whole_segments, are_not_guessed_from_two_copies_of_one) {
+    database_user user(record_all);
+    const std::string one = copy(ports_format, "/run/one");
+    const std::string other = copy(ports_format, "/run/other");
+    const std::string interfaces = copy(interfaces_format, "/run/interfaces");
+    const tool_result result =
+        run_tool({"--file", one, "--file", interfaces, "--file", other, "port", "list"});
+    EXPECT_EQ(2, result.code);
+    EXPECT_EQ(
+        "ybnetctl: --file: /run/one and /run/other are both copies of /net_lib_port: which one is meant?\n"
+        "  try: one copy of each segment; ybnetctl diff compares two of one\n",
+        result.err);
+    EXPECT_EQ(2, run_tool({"--file", one, "--file", other, "status"}).code);
+    EXPECT_EQ(0, run_tool({"--file", one, "--file", interfaces, "status"}).code);
     EXPECT_EQ(0, user.end());
 }
 

@@ -94,16 +94,24 @@ bool fits(const segment_copy &copy) {
     return copy.trailer().size_check == copy.format().size;
 }
 
+std::string kind_in_words(mode_t mode) {
+    return S_ISDIR(mode)    ? "is a directory"
+           : S_ISFIFO(mode) ? "is a FIFO"
+           : S_ISCHR(mode)  ? "is a character device"
+           : S_ISBLK(mode)  ? "is a block device"
+                            : "is no regular file";
+}
+
+failure no_segment(const std::string &path, const std::string &reason) {
+    return {exit_code::failed, path, reason, "a copy made by cp /dev/shm/net_lib_ifc FILE", {}};
+}
+
 segment_copy read_opened(int opened, segment_copy copy, reading how) {
     struct stat status {};
     if (fstat(opened, &status) != 0)
         throw failure{exit_code::failed, copy.path, in_words(errno), "", {}};
     if (!S_ISREG(status.st_mode))
-        throw failure{exit_code::failed,
-                      copy.path,
-                      "not a regular file",
-                      "a copy made by cp /dev/shm/net_lib_ifc FILE",
-                      {}};
+        throw no_segment(copy.path, kind_in_words(status.st_mode));
     copy.present = true;
     copy.device = status.st_dev;
     copy.inode = status.st_ino;
@@ -145,27 +153,37 @@ segment_copy read_segment_file(const std::string &path) {
     copy.path = path;
     copy.live = false;
     struct stat status {};
-    if (fstat(file.number, &status) == 0 &&
-        static_cast<size_t>(status.st_size) == format_of(segment_kind::ports).size)
+    if (fstat(file.number, &status) != 0)
+        throw failure{exit_code::failed, path, in_words(errno), "", {}};
+    if (!S_ISREG(status.st_mode))
+        throw no_segment(path, kind_in_words(status.st_mode));
+    const auto size = static_cast<size_t>(status.st_size);
+    if (size == format_of(segment_kind::ports).size)
         copy.kind = segment_kind::ports;
-    else if (static_cast<size_t>(status.st_size) != format_of(segment_kind::interfaces).size)
-        throw failure{exit_code::failed,
-                      path,
-                      "has " + std::to_string(status.st_size) + " bytes, which is neither segment's size (" +
-                          std::to_string(format_of(segment_kind::interfaces).size) + " and " +
-                          std::to_string(format_of(segment_kind::ports).size) + ')',
-                      "a copy made by cp /dev/shm/net_lib_ifc FILE",
-                      {}};
+    else if (size != format_of(segment_kind::interfaces).size)
+        throw no_segment(path, "has " + std::to_string(size) + " bytes, which is neither segment's size (" +
+                                   std::to_string(format_of(segment_kind::interfaces).size) + " and " +
+                                   std::to_string(format_of(segment_kind::ports).size) + ')');
     return read_opened(file.number, copy, reading::once);
 }
 
 segment_copy read_segment(const session &run, segment_kind kind, reading how) {
-    for (const std::string &path : run.files) {
-        segment_copy copy = read_segment_file(path);
-        if (copy.kind == kind)
-            return copy;
-    }
     segment_copy copy;
+    for (const std::string &path : run.files) {
+        segment_copy given = read_segment_file(path);
+        if (given.kind != kind)
+            continue;
+        if (copy.present)
+            throw failure{exit_code::usage,
+                          "--file",
+                          copy.path + " and " + path + " are both copies of " + given.format().name +
+                              ": which one is meant?",
+                          "one copy of each segment; ybnetctl diff compares two of one",
+                          {}};
+        copy = std::move(given);
+    }
+    if (copy.present)
+        return copy;
     copy.kind = kind;
     copy.path = std::string("/dev/shm") + copy.format().name;
     if (!run.files.empty()) {

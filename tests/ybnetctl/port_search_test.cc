@@ -3,6 +3,8 @@
 // The tool's own search of the port table against the library's: on tables that the
 // library made, crowded, wrapped around the end, with removed ports and with keys
 // whose CRC is 0, both must answer the same for every key.
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
@@ -152,6 +154,78 @@ TEST_F(port_search, tells_exactly_the_ports_that_the_library_does_not_find) {
         }
     }
     RecordProperty("ports_not_found", static_cast<int>(told));
+}
+
+void expect_told_alike(const ports_body &body) {
+    const std::vector<bool> answered = buckets_answered(body);
+    for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++) {
+        const bucket_state state = state_of(body.port_table[i]);
+        if (state != bucket_state::recorded && state != bucket_state::uncounted)
+            continue;
+        const auto bucket = static_cast<uint16_t>(i);
+        const bool found = difference_in_words(body, body.port_table[i].sys_ifindex, bucket).empty();
+        ASSERT_EQ(found, answered[i]) << i;
+    }
+}
+
+TEST_F(port_search, tells_of_the_whole_table_what_it_tells_of_each_port) {
+    std::mt19937 random(22);
+    const std::vector<uint32_t> keys = crowding_keys(300, 200);
+    for (int step = 0; step < 900; step++) {
+        const uint32_t key = keys[random() % keys.size()];
+        const yb_net_port_info_t info = port_info("p", 0);
+        if (random() % 3 != 0)
+            (void)net_lib_db_port_set(key, &info);
+        else
+            (void)net_lib_db_port_remove(key);
+    }
+    bytes_ = segment_bytes(ports_format);
+    expect_told_alike(body());
+    // Then tables that no library made: copies of buckets elsewhere, homes of others, holes.
+    auto &table = reinterpret_cast<ports_body *>(bytes_.data())->port_table;
+    for (int round = 0; round < 40; round++) {
+        for (int change = 0; change < 20; change++) {
+            const auto place = [&] { return static_cast<uint16_t>(random() % 300 - 150); };
+            net_lib_port_entry_t &bucket = table[place()];
+            switch (random() % 4) {
+            case 0:
+                bucket = {};
+                break;
+            case 1:
+                bucket.hash = place();
+                break;
+            default:
+                bucket = table[place()];
+            }
+        }
+        expect_told_alike(body());
+        ASSERT_FALSE(HasFatalFailure()) << round;
+    }
+}
+
+// As many ports as there are buckets, all with one home: each search goes past all that come before.
+TEST_F(port_search, takes_no_longer_for_a_table_that_was_made_to_be_slow) {
+    constexpr uint16_t home = 4711;
+    std::vector<uint16_t> low_of(YB_NET_PORTS_MAX); // of each home, the key below 65536 that has it
+    for (uint32_t low = 0; low < YB_NET_PORTS_MAX; low++)
+        low_of[home_bucket(low)] = static_cast<uint16_t>(low);
+    bytes_.assign(sizeof(ports_body), 0);
+    auto &table = reinterpret_cast<ports_body *>(bytes_.data())->port_table;
+    for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++) {
+        // A CRC is linear: home(high + low) = home(high) ^ home(low) ^ home(0).
+        const uint32_t high = i << 16;
+        const auto wanted = static_cast<uint16_t>(home ^ home_bucket(high) ^ home_bucket(0));
+        net_lib_port_entry_t &bucket = table[static_cast<uint16_t>(home + i)];
+        bucket.sys_ifindex = high | low_of[wanted];
+        bucket.hash = home;
+        ASSERT_EQ(home, home_bucket(bucket.sys_ifindex));
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<bool> answered = buckets_answered(body());
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_EQ(YB_NET_PORTS_MAX, std::count(answered.begin(), answered.end(), true));
+    // One search after the other takes 2,147 million steps.
+    EXPECT_LT(taken, std::chrono::seconds(1));
 }
 
 } // namespace

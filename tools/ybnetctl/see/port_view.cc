@@ -90,9 +90,9 @@ std::vector<std::string> table_notes(const ports_body &body, const std::vector<p
         if (count != 0)
             notes.push_back(std::to_string(count) + what);
     };
-    const auto differing = std::count_if(all.begin(), all.end(), [&body](const port_view &one) {
-        return !difference_in_words(body, one.sys_ifindex, one.bucket).empty();
-    });
+    const std::vector<bool> answered = buckets_answered(body);
+    const auto differing = std::count_if(all.begin(), all.end(),
+                                         [&answered](const port_view &one) { return !answered[one.bucket]; });
     note(static_cast<size_t>(differing),
          " of these the library does not find or answers otherwise (port show says why)");
     note(counts[bucket_state::uncounted], " of these the library does not list: their CRC-16 is 0");

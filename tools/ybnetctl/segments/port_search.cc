@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
+#include <utility>
 
 #include "tools/ybnetctl/segments/decode.h"
 #include "tools/ybnetctl/table.h"
@@ -110,6 +112,40 @@ std::string difference_in_words(const ports_body &body, uint32_t sys_ifindex, ui
                ", which counts as empty and holds " +
                (answered.sys_ifindex != 0 ? port_in_words(answered) : "the bytes of no port");
     }
+}
+
+// A search that began at H comes past bucket I when that is in use and no nearer to its own home than to H; so it comes
+// to bucket B when the furthest home of all buckets from H up to B is H itself, or lies before it. Buckets are numbered
+// on over rounds, so that no home has a greater number than its bucket: one round to be known, one to be answered.
+std::vector<bool> buckets_answered(const ports_body &body) {
+    constexpr uint32_t round = YB_NET_PORTS_MAX;
+    constexpr uint32_t never = UINT32_MAX; // home of an empty bucket: every search ends there
+    struct met {
+        uint32_t at;
+        uint32_t home;
+    };
+    std::vector<met> furthest; // from any place on: homes fall from each to the next
+    std::map<std::pair<uint16_t, uint32_t>, uint32_t> last_of_key;
+    std::vector<bool> answered(round);
+    for (uint32_t at = round; at < 3 * round; at++) {
+        const auto index = static_cast<uint16_t>(at);
+        const net_lib_port_entry_t &bucket = body.port_table[index];
+        const uint32_t home = at - static_cast<uint16_t>(index - bucket.hash);
+        if (at >= 2 * round) { // a whole round is known
+            const auto first = std::partition_point(furthest.begin(), furthest.end(),
+                                                    [home](const met &each) { return each.at < home; });
+            const auto same = last_of_key.find({bucket.hash, bucket.sys_ifindex});
+            answered[index] = (first == furthest.end() || first->home <= home) &&
+                              (bucket.hash == 0 || same == last_of_key.end() || same->second < home);
+        }
+        const uint32_t reach = bucket.hash == 0 ? never : home;
+        while (!furthest.empty() && furthest.back().home <= reach)
+            furthest.pop_back();
+        furthest.push_back({at, reach});
+        if (bucket.hash != 0)
+            last_of_key[{bucket.hash, bucket.sys_ifindex}] = at;
+    }
+    return answered;
 }
 
 std::string absence_in_words(const ports_body &body, uint32_t sys_ifindex) {

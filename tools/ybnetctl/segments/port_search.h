@@ -50,6 +50,10 @@ uint32_t library_log_port_get(const ports_body &body, uint32_t log_port);
 // Where the library's answer for a key is not the record in that bucket, in words; "" where it is.
 std::string difference_in_words(const ports_body &body, uint32_t sys_ifindex, uint16_t bucket);
 
+// Of each bucket, whether the library's search for the key in it ends there: the same for all of the table at once, in a
+// time that grows with the table however it was filled.
+std::vector<bool> buckets_answered(const ports_body &body);
+
 // The same for a key that is in no bucket: what the library answers all the same.
 std::string absence_in_words(const ports_body &body, uint32_t sys_ifindex);
 

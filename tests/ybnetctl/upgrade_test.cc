@@ -2,6 +2,7 @@
 //
 // ybnetctl check-upgrade: the built library and changed copies of it against
 // segments that are there, and files that no linker ever made.
+#include <algorithm>
 #include <cstring>
 #include <dlfcn.h>
 #include <elf.h>
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/prctl.h>
 
 #include "tests/support/segment_file.h"
 #include "tests/ybnetctl/database_user.h"
@@ -59,6 +61,14 @@ std::string with_changed_note(size_t segment, size_t offset, const std::string &
     memcpy(bytes.data() + at, &value, sizeof(value));
     write_file(path, bytes);
     return path;
+}
+
+// Every string of the file that is this text, made another one of its length.
+std::string with_text_changed(std::string bytes, const std::string &from, const std::string &to) {
+    const std::string whole = '\0' + from + '\0';
+    for (size_t at = bytes.find(whole); at != std::string::npos; at = bytes.find(whole, at + 1))
+        bytes.replace(at + 1, to.size(), to);
+    return bytes;
 }
 
 std::string verdict_of(const std::string &library, int code) {
@@ -226,14 +236,66 @@ TEST_F(upgrade_tool, build_to_compare_with_can_be_named) {
     EXPECT_EQ(jq(result.out, ".compared_with[0].pids | length"), "0");
 }
 
-TEST_F(upgrade_tool, missing_symbols_and_another_name_do_not_fit) {
-    const tool_result result = run_tool({"--json", "check-upgrade", YBNET_OTHER_LIBRARY});
+TEST_F(upgrade_tool, missing_symbol_or_another_name_does_not_fit) {
+    std::string bytes = with_text_changed(contents_of(built_library()), "yb_net_init", "yb_net_inix");
+    write_file("/run/lacking.so", bytes);
+    const tool_result result = run_tool({"--json", "check-upgrade", "/run/lacking.so"});
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(jq(result.out, ".verdict"), "does_not_fit");
-    EXPECT_EQ(jq(result.out, ".compared_with[0].same_soname"), "false");
-    EXPECT_EQ(jq(result.out, ".compared_with[0].missing_symbols | index(\"yb_net_init\") != null"), "true");
-    EXPECT_THAT(run_tool({"check-upgrade", YBNET_OTHER_LIBRARY}).out,
+    EXPECT_EQ(jq(result.out, ".compared_with[0].missing_symbols | join(\" \")"), "yb_net_init");
+    EXPECT_THAT(run_tool({"check-upgrade", "/run/lacking.so"}).out,
                 HasSubstr("  the new build lacks yb_net_init\n"));
+    bytes = with_text_changed(contents_of(built_library()), "libybnet.so.1", "libybnet.so.2");
+    write_file("/run/second.so", bytes);
+    const tool_result second = run_tool({"--json", "check-upgrade", "/run/second.so"});
+    EXPECT_EQ(jq(second.out, ".verdict"), "does_not_fit");
+    EXPECT_EQ(jq(second.out, ".compared_with[0].same_soname"), "false");
+}
+
+TEST_F(upgrade_tool, many_missing_symbols_are_cut_short_in_text_only) {
+    std::string bytes = contents_of(built_library());
+    const shared_library whole = parse(bytes);
+    for (const std::string &symbol : whole.exports)
+        bytes = with_text_changed(bytes, symbol, symbol.substr(0, symbol.size() - 1) + '#');
+    write_file("/run/lacking.so", bytes);
+    const std::string out = run_tool({"check-upgrade", "/run/lacking.so"}).out;
+    const auto lines = lines_of(out);
+    const auto lacks = std::count_if(lines.begin(), lines.end(), [](const std::string &line) {
+        return line.starts_with("  the new build lacks ");
+    });
+    EXPECT_EQ(lacks, 10);
+    const size_t missing = std::stoul(jq(run_tool({"--json", "check-upgrade", "/run/lacking.so"}).out,
+                                         ".compared_with[0].missing_symbols | length"));
+    EXPECT_GT(missing, 50u);
+    EXPECT_THAT(out,
+                HasSubstr("  and " + std::to_string(missing - 10) + " more symbols (--json names all)\n"));
+}
+
+TEST_F(upgrade_tool, another_library_is_called_what_it_is) {
+    const tool_result text = run_tool({"check-upgrade", YBNET_OTHER_LIBRARY});
+    EXPECT_EQ(text.code, 1);
+    EXPECT_EQ(text.out, "This is no libybnet: its name is libother_library.so, and it has no layout note.\n");
+    const tool_result result = run_tool({"--json", "check-upgrade", YBNET_OTHER_LIBRARY});
+    EXPECT_EQ(jq(result.out, ".is_libybnet"), "false");
+    EXPECT_EQ(jq(result.out, ".verdict"), "does_not_fit");
+    EXPECT_EQ(jq(run_tool({"--json", "check-upgrade", built_library()}).out, ".is_libybnet"), "true");
+}
+
+TEST_F(upgrade_tool, processes_that_may_not_be_looked_into_are_counted) {
+    database_user hidden([] { (void)prctl(PR_SET_DUMPABLE, 0); });
+    const std::vector<std::string> from_outside = {"setpriv", "--bounding-set=-sys_ptrace",
+                                                   "--inh-caps=-sys_ptrace", YBNETCTL};
+    const auto run_from_outside = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), from_outside.begin(), from_outside.end());
+        return run_program(words).out;
+    };
+    const std::string text = run_from_outside({"check-upgrade", built_library()});
+    EXPECT_THAT(text, testing::ContainsRegex("Not looked into: [0-9]+ processes, which may use the segments, "
+                                             "too: their maps may not be read"));
+    EXPECT_THAT(jq(run_from_outside({"--json", "check-upgrade", built_library()}), ".unreadable_processes[]"),
+                HasSubstr(std::to_string(hidden.pid())));
+    EXPECT_EQ(hidden.end(), 0);
+    EXPECT_THAT(run_tool({"check-upgrade", built_library()}).out, testing::Not(HasSubstr("Not looked into")));
 }
 
 TEST_F(upgrade_tool, what_is_no_library_is_refused_with_the_reason) {

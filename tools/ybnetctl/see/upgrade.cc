@@ -10,6 +10,7 @@
 #include <map>
 #include <ostream>
 #include <set>
+#include <unistd.h>
 
 #include "tools/ybnetctl/command_line.h"
 #include "tools/ybnetctl/see/mappers.h"
@@ -22,6 +23,8 @@ namespace ybnetctl {
 
 namespace {
 
+constexpr size_t missing_symbols_shown = 10; // as text; JSON has all
+
 struct upgrade_options {
     std::string file;
     std::string against;
@@ -29,7 +32,8 @@ struct upgrade_options {
 
 struct upgrade_reading {
     upgrade_report report;
-    std::vector<pid_t> unknown; // users of the segments whose build could not be read
+    std::vector<pid_t> unknown;    // users of the segments whose build could not be read
+    std::vector<pid_t> unreadable; // processes of which it could not be told whether they are users
 };
 
 running_segment as_running(const segment_copy &copy) {
@@ -76,11 +80,12 @@ mapped_library library_of(pid_t process) {
     return {};
 }
 
-// The builds of all processes that map a segment, each once; those that cannot be read, in unknown.
+// The builds of all processes that map a segment, each once. Those that cannot be read go to the reading's lists.
 std::vector<running_library> running_libraries(const segment_copy &interfaces, const segment_copy &ports,
-                                               std::vector<pid_t> &unknown) {
+                                               upgrade_reading &read) {
     std::set<pid_t> users;
     const mappers_survey survey = find_mappers(interfaces, ports);
+    read.unreadable = survey.unreadable;
     for (const mappers_of_segment &segment : survey.segments)
         for (const mapper &each : segment.live)
             users.insert(each.pid);
@@ -99,7 +104,7 @@ std::vector<running_library> running_libraries(const segment_copy &interfaces, c
             build.library.path = mapped.path;
             build.processes.push_back(user);
         } catch (const failure &) {
-            unknown.push_back(user); // linked statically, or gone, or another user's
+            read.unknown.push_back(user); // linked statically, or gone, or another user's
         }
     }
     std::vector<running_library> found;
@@ -117,7 +122,7 @@ upgrade_reading read_all(const session &run, const upgrade_options &options) {
     if (!options.against.empty())
         references.push_back({read_shared_library(options.against), {}});
     else if (run.files.empty())
-        references = running_libraries(interfaces, ports, read.unknown);
+        references = running_libraries(interfaces, ports, read);
     if (references.empty())
         references.push_back(own_library());
     read.report = compare_upgrade(candidate, references, {as_running(interfaces), as_running(ports)});
@@ -145,12 +150,14 @@ void print_json(session &run, const upgrade_reading &read) {
                              {"missing_symbols", each.missing}});
     print(run, {{"path", report.path},
                 {"soname", report.soname.empty() ? json(nullptr) : json(report.soname)},
+                {"is_libybnet", report.is_libybnet},
                 {"has_layout_note", report.has_note},
                 {"verdict", key_of(report.verdict)},
                 {"explanation", report.sentence},
                 {"segments", segments},
                 {"compared_with", libraries},
-                {"unknown_pids", read.unknown}});
+                {"unknown_pids", read.unknown},
+                {"unreadable_processes", read.unreadable}});
 }
 
 std::string pids_in_words(const std::vector<pid_t> &processes) {
@@ -188,9 +195,27 @@ std::string fit_in_words(fit what) {
     return "cannot tell";
 }
 
+void print_library(session &run, const upgrade_report &report, const library_fit &each) {
+    run.out << "Compared with " << printable(each.path) << " of "
+            << (each.processes.empty() ? "no process that uses a segment" : pids_in_words(each.processes))
+            << '\n';
+    if (!each.same_soname)
+        run.out << "  its name is " << printable(each.soname) << ", the new build's "
+                << (report.soname.empty() ? "none" : printable(report.soname)) << '\n';
+    const size_t shown = std::min(each.missing.size(), missing_symbols_shown);
+    for (size_t i = 0; i < shown; i++)
+        run.out << "  the new build lacks " << printable(each.missing[i]) << '\n';
+    if (shown < each.missing.size())
+        run.out << "  and " << each.missing.size() - shown << " more symbols (--json names all)\n";
+}
+
 void print_text(session &run, const upgrade_reading &read) {
     const upgrade_report &report = read.report;
     const bool colour = run.colourful();
+    if (!report.is_libybnet) { // nothing to compare
+        run.out << shaded(printable(report.sentence), tone_of(report.verdict), colour) << '\n';
+        return;
+    }
     table segments({{"SEGMENT"}, {"SIZE", side::right}, {"NEW SIZE", side::right}, {"VERDICT"}});
     for (const segment_fit &each : report.segments)
         segments.add({each.running.name, each.running.present ? std::to_string(each.running.size) : "",
@@ -200,18 +225,15 @@ void print_text(session &run, const upgrade_reading &read) {
     for (const segment_fit &each : report.segments)
         for (const std::string &reason : each.reasons)
             run.out << each.running.name << ": " << reason << '\n';
-    for (const library_fit &each : report.libraries) {
-        run.out << "Compared with " << printable(each.path) << " of "
-                << (each.processes.empty() ? "no process that uses a segment" : pids_in_words(each.processes))
-                << '\n';
-        if (!each.same_soname)
-            run.out << "  its name is " << printable(each.soname) << ", the new build's "
-                    << (report.soname.empty() ? "none" : printable(report.soname)) << '\n';
-        for (const std::string &symbol : each.missing)
-            run.out << "  the new build lacks " << printable(symbol) << '\n';
-    }
+    for (const library_fit &each : report.libraries)
+        print_library(run, report, each);
     if (!read.unknown.empty())
         run.out << "Not compared: the builds of " << pids_in_words(read.unknown) << '\n';
+    if (!read.unreadable.empty())
+        run.out << "Not looked into: " << read.unreadable.size()
+                << (read.unreadable.size() == 1 ? " process, which" : " processes, which")
+                << " may use the segments, too: their maps may not be read"
+                << (geteuid() == 0 ? "\n" : " (by root they may)\n");
     run.out << shaded(report.sentence, tone_of(report.verdict), colour) << '\n';
 }
 
@@ -227,19 +249,18 @@ void run_upgrade(session &run, const upgrade_options &options) {
 
 constexpr const char *notes =
     "The file is read, never loaded: its layout note, its SONAME and what it exports. The layout is compared "
-    "with the "
-    "segments under /dev/shm and with the builds that their users run; when none of those can be read, with "
-    "the build "
-    "that ybnetctl itself runs with. A build fits when processes that run it can share the segments with "
-    "processes that "
-    "still run the old one, and programs linked with the old one start with it.\n\n"
+    "with the segments under /dev/shm and with the builds that their users run; when none of those can be "
+    "read, with the build that ybnetctl itself runs with. Who the users are is told by the maps of all "
+    "processes, which only root may read: where some could not be, that is said. A build fits when processes "
+    "that run it can share the segments with processes that still run the old one, and programs linked with "
+    "the old one start with it.\n\n"
     "Exit code 0 when it fits, 1 when it does not or when that cannot be told, 3 when there is no such "
     "file.\n\n"
-    "JSON keys: path, soname, has_layout_note, verdict (fits, does_not_fit, cannot_tell), explanation, "
-    "segments (name, "
-    "present, size, size_check, new_size, fit: fits, not_running, does_not_fit or cannot_tell, reasons), "
-    "compared_with "
-    "(path, pids, soname, same_soname, missing_symbols), unknown_pids (users whose build could not be read).";
+    "JSON: path, soname, is_libybnet, has_layout_note, verdict (fits, does_not_fit, cannot_tell), "
+    "explanation, segments (name, present, size, size_check, new_size, fit: fits, not_running, does_not_fit "
+    "or cannot_tell, reasons), compared_with (path, pids, soname, same_soname, missing_symbols), "
+    "unknown_pids "
+    "(users whose build could not be read), unreadable_processes (pids whose maps may not be read).";
 
 } // namespace
 

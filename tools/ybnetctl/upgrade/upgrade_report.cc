@@ -102,7 +102,12 @@ void decide(upgrade_report &report) {
     const bool replaceable =
         std::all_of(report.libraries.begin(), report.libraries.end(),
                     [](const library_fit &each) { return each.same_soname && each.missing.empty(); });
-    if (any_segment(report, fit::does_not_fit)) {
+    if (!report.is_libybnet) {
+        report.verdict = fit::does_not_fit;
+        report.sentence = "This is no libybnet: " +
+                          (report.soname.empty() ? "it has no name" : "its name is " + report.soname) +
+                          ", and it has no layout note.";
+    } else if (any_segment(report, fit::does_not_fit)) {
         report.verdict = fit::does_not_fit;
         report.sentence = "It does not fit: all users must end and the segments be deleted first.";
     } else if (!replaceable) {
@@ -145,6 +150,7 @@ upgrade_report compare_upgrade(const shared_library &candidate,
     report.soname = candidate.soname;
     report.has_note = !candidate.layout.empty();
     report.note_problem = candidate.note_problem;
+    report.is_libybnet = report.has_note || candidate.soname.starts_with("libybnet.so");
     for (const running_segment &segment : segments)
         report.segments.push_back(compare_segment(candidate, references, segment));
     for (const running_library &reference : references)

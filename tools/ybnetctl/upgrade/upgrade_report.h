@@ -51,6 +51,7 @@ struct library_fit {
 struct upgrade_report {
     std::string path;
     std::string soname;
+    bool is_libybnet = true; // by its name or its layout note
     bool has_note = false;
     std::string note_problem;
     std::vector<segment_fit> segments;

@@ -166,17 +166,42 @@ TEST_F(monitor_tool, interface_is_followed_into_its_namespace_and_others_are_lef
         EXPECT_EQ(line.at("sys_ifindex"), 2);
 }
 
-TEST_F(monitor_tool, namespace_that_is_deleted_is_let_go) {
+TEST_F(monitor_tool, namespace_that_is_deleted_is_said_with_what_it_leaves_and_let_go) {
     make_namespace("blue");
     ip("link add inner type veth peer name outer");
     ip("link set inner netns blue");
+    ip("-n blue link add br1 type bridge");
+    add(1, "br1", "blue");
+    add(2, "outer"); // elsewhere: nothing to say of it
     running_monitor monitor({"--netns", "blue"}, {"blue"});
     ip("netns del blue");
     // With the namespace goes one end of the pair, and with that the other: unless somebody holds the namespace.
     EXPECT_TRUE(eventually([] { return !netdev_exists("outer"); }));
-    EXPECT_TRUE(eventually(
-        [&] { return monitor.errors() == "ybnetctl: namespace blue: deleted, no longer watched\n"; }));
+    ASSERT_TRUE(monitor.shows({{"event", "state"}, {"sys_ifindex", 1}, {"name", "br1"}, {"up", nullptr}}));
     EXPECT_EQ(monitor.end(), 0);
+    EXPECT_EQ(monitor.errors(), "");
+    const std::vector<json> lines = monitor.lines();
+    ASSERT_GE(lines.size(), 2u);
+    const json &deleted = lines[lines.size() - 2];
+    EXPECT_EQ(deleted.at("event"), "namespace_deleted");
+    EXPECT_EQ(deleted.at("namespace"), "blue");
+    EXPECT_EQ(deleted.at("name"), nullptr);
+    EXPECT_EQ(deleted.at("sys_ifindex"), nullptr);
+    EXPECT_EQ(lines.back().at("carrier"), nullptr);
+}
+
+TEST_F(monitor_tool, text_says_that_a_namespace_was_deleted_among_the_events) {
+    make_namespace("blue");
+    running_monitor monitor({"--netns", "blue"}, {"blue"}, false);
+    ip("netns del blue");
+    EXPECT_TRUE(eventually([] {
+        return std::regex_search(
+            contents_of("/run/monitor.out"),
+            std::regex("  namespace_deleted .* blue        no longer watched; the state of each interface "
+                       "recorded in it follows\n"));
+    })) << contents_of("/run/monitor.out");
+    EXPECT_EQ(monitor.end(), 0);
+    EXPECT_EQ(monitor.errors(), "");
 }
 
 TEST_F(monitor_tool, namespace_that_does_not_exist_ends_it_with_3) {

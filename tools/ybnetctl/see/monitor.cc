@@ -16,6 +16,7 @@
 
 #include "tools/ybnetctl/command_line.h"
 #include "tools/ybnetctl/kernel/netdevs.h"
+#include "tools/ybnetctl/option_words.h"
 #include "tools/ybnetctl/see/ending_signals.h"
 #include "tools/ybnetctl/see/link_watch.h"
 #include "tools/ybnetctl/see/monitor_line.h"
@@ -80,6 +81,8 @@ class monitor {
     void receive_from(link_watch &watch);
     void show(const link_message &message, const std::string &ns);
     void report_loss(link_watch &watch);
+    void report_deletion(const std::string &ns);
+    void show_states(const std::string &ns, const namespace_view &view);
     void print(const monitor_line &line);
 
     session &run_;
@@ -102,13 +105,15 @@ void monitor::start_watching(const std::string &ns) {
 
 // Ends the watch of namespaces that were deleted and begins that of new ones which records name.
 void monitor::follow_namespaces() {
+    std::vector<std::string> deleted;
     watches_.remove_if([&](const link_watch &watch) {
         if (watch.is_current())
             return false;
-        run_.err << "ybnetctl: " << namespace_in_words(watch.ns()) << ": deleted, no longer watched\n"
-                 << std::flush;
+        deleted.push_back(watch.ns());
         return true;
     });
+    for (const std::string &ns : deleted)
+        report_deletion(ns);
     if (!follows_records())
         return;
     records_.refresh();
@@ -174,11 +179,21 @@ void monitor::report_loss(link_watch &watch) {
     watch.loss_pending = false;
     print({.time = now(), .event = monitor_event::lost, .ns = watch.ns(), .dropped = watch.take_dropped()});
     const namespace_view view = view_namespace(watch.ns());
-    if (view.seen != sight::seen)
-        return; // deleted meanwhile: found out and said in a moment
+    if (view.seen == sight::seen) // else deleted meanwhile: found out and said in a moment
+        show_states(watch.ns(), view);
+}
+
+// Its netdevs went with it; a namespace that has its name by now has others, and is watched on its own.
+void monitor::report_deletion(const std::string &ns) {
+    print({.time = now(), .event = monitor_event::namespace_deleted, .ns = ns});
+    show_states(ns, view_namespace(ns));
+}
+
+// Every recorded interface of a namespace, as the kernel has it now.
+void monitor::show_states(const std::string &ns, const namespace_view &view) {
     records_.refresh();
     for (const recorded_interface &record : records_.records()) {
-        if (record.ns != watch.ns() || !is_wanted(&record) || ended_)
+        if (record.ns != ns || !is_wanted(&record) || ended_)
             continue;
         monitor_line line{.time = now(),
                           .event = monitor_event::state,
@@ -280,6 +295,7 @@ void declare(CLI::App &app, monitor_options &options) {
            "Show events of this system ifindex only, wherever its record says it is; may be given more "
            "than once")
         ->type_name("SYSIF")
+        ->check(whole_number())
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--count", options.count, "End after this many events")
@@ -293,21 +309,19 @@ void declare(CLI::App &app, monitor_options &options) {
 
 constexpr const char *notes =
     "Each line is one event: up, down, change or deleted, by the same rules as yb_net_if_event_receive(); "
-    "lost, when "
-    "the kernel dropped events because they were not read in time; or state. Behind a lost line comes one "
-    "state line "
-    "for each recorded interface of that namespace, read anew. Events of netdevs without a record have no "
-    "system "
-    "ifindex. A deleted netdev is shown with the record it had, even when that is gone too.\n\n"
+    "lost, when the kernel dropped events because they were not read in time; namespace_deleted, when a "
+    "namespace that was watched has lost its name and is no longer watched; or state. Behind a line of lost "
+    "or namespace_deleted comes one of state for each recorded interface of that namespace, read anew: one "
+    "whose netdev is gone is neither up nor down. Events of netdevs without a record have no system ifindex. "
+    "A deleted netdev is shown with the record it had, even when that is gone too.\n\n"
     "It registers nowhere, so it neither keeps the databases alive nor needs them: without a database it "
-    "says so "
-    "once, and picks one up as soon as there is one. It ends with exit code 0 on Ctrl-C, SIGTERM, after "
-    "--count "
-    "events, and when the reader of its output ends. A namespace that is deleted is no longer watched.\n\n"
-    "JSON: one object a line, flushed. Keys: time (seconds since 1970, to the microsecond), time_iso, event, "
-    "sys_ifindex, linux_ifindex, name, namespace, up, carrier, bridge_port (the message is a bridge's: a "
-    "deleted netdev "
-    "then left it), and of lost: dropped (how many, or null).";
+    "says so once, and picks one up as soon as there is one. It ends with exit code 0 on Ctrl-C, SIGTERM, "
+    "after --count events (lost, namespace_deleted and state are not counted), and when the reader of its "
+    "output ends.\n\n"
+    "JSON: one object a line, flushed, each with time (seconds since 1970, to the microsecond), time_iso, "
+    "event, sys_ifindex, linux_ifindex, name, namespace, up, carrier, bridge_port (the message is a "
+    "bridge's: a deleted netdev then left it), and of lost: dropped (how many, or null). Of "
+    "namespace_deleted, namespace is the one; of a state whose netdev is gone, up and carrier are null.";
 
 } // namespace
 

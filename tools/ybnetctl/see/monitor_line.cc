@@ -33,6 +33,7 @@ tone tone_of(monitor_event event) {
     case monitor_event::deleted:
         return tone::bad;
     case monitor_event::lost:
+    case monitor_event::namespace_deleted:
         return tone::warning;
     default:
         return tone::plain;
@@ -43,6 +44,8 @@ std::string detail_of(const monitor_line &line) {
     if (line.event == monitor_event::lost)
         return (line.dropped ? std::to_string(*line.dropped) : std::string("some")) +
                " events were dropped by the kernel; the state of each recorded interface follows";
+    if (line.event == monitor_event::namespace_deleted)
+        return "no longer watched; the state of each interface recorded in it follows";
     if (line.event == monitor_event::deleted)
         return line.bridge_port ? "left its bridge" : "";
     if (!line.up)
@@ -102,6 +105,8 @@ const char *key_of(monitor_event event) {
         return "deleted";
     case monitor_event::lost:
         return "lost";
+    case monitor_event::namespace_deleted:
+        return "namespace_deleted";
     case monitor_event::state:
         break;
     }
@@ -134,7 +139,7 @@ json to_json(const monitor_line &line) {
 std::string to_text(const monitor_line &line, bool colour) {
     const std::string event = key_of(line.event);
     std::string text = local_time(line.time) + "  " + shaded(event, tone_of(line.event), colour) +
-                       std::string(event_width - event.size(), ' ') + "  " +
+                       std::string(event_width - std::min(event_width, event.size()), ' ') + "  " +
                        padded(or_dash(line.sys_ifindex), number_width, side::right) + "  " +
                        padded(or_dash(line.linux_ifindex), number_width, side::right) + "  " +
                        padded(or_dash(line.name), name_width, side::left) + "  " +

@@ -18,8 +18,9 @@ enum class monitor_event {
     up,
     change,
     deleted,
-    lost, // the kernel dropped events
-    state // what an interface is like now, after a loss
+    lost,              // the kernel dropped events
+    namespace_deleted, // and is no longer watched
+    state              // what an interface is like now, after one of these two
 };
 
 struct monitor_line {

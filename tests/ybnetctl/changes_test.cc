@@ -74,6 +74,14 @@ TEST_F(changes, failure_of_a_command_has_what_the_command_said) {
     EXPECT_EQ(error["reason"], "RTNETLINK answers: File exists");
     EXPECT_EQ(error["status"], "YB_STATUS_ERROR");
     EXPECT_EQ(error["thing"], "interface 140");
+    // What to try can be pasted, and shows what fails.
+    const std::string advice = error["advice"];
+    EXPECT_EQ(advice, "ybnetctl --dry-run --json interface create loopback 140 --name loop1");
+    const tool_result tried = run_command({"bash", "-c", "ybnetctl() { '" YBNETCTL "' \"$@\"; }; " + advice});
+    EXPECT_EQ(tried.code, 1);
+    const json rehearsal = json::parse(tried.out);
+    EXPECT_EQ(rehearsal["steps"][0]["fails"], "there is a netdev \"loop1\" already");
+    EXPECT_EQ(rehearsal["error"]["advice"], ""); // not itself again
 }
 
 TEST_F(changes, failure_that_left_a_netdev_says_so_and_how_to_remove_it) {
@@ -98,6 +106,7 @@ TEST_F(changes, names_are_checked_before_anything_is_done) {
         run_tool({"interface", "create", "loopback", "140", "--name", "abcdefghijklmnop"});
     EXPECT_EQ(result.code, 2);
     EXPECT_THAT(result.err, HasSubstr("has 16 characters, at most 15 are possible"));
+    EXPECT_THAT(result.err, HasSubstr("try: ybnetctl interface create loopback --help"));
     EXPECT_FALSE(is_stored(140));
 }
 
@@ -222,6 +231,14 @@ TEST_F(changes, address_is_the_one_that_was_typed) {
     EXPECT_THAT(shown(), HasSubstr("inet 10.0.0.5/24 brd 255.0.0.5 scope global loop1\\"));
 }
 
+TEST_F(changes, address_without_a_prefix_length_is_a_usage_error_that_shows_both_forms) {
+    const tool_result result = run_tool({"address", "add", "140", "10.0.0.5"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_EQ(result.err, "ybnetctl: 10.0.0.5: has no prefix length\n"
+                          "  try: 10.0.0.5/24, or 10.0.0.5/32 for the address alone\n");
+    EXPECT_EQ(run_tool({"address", "del", "140", "10.0.0.5"}).code, 2);
+}
+
 TEST_F(changes, address_that_is_none_is_a_usage_error) {
     EXPECT_EQ(run_tool({"address", "add", "140", "10.0.0.500/24"}).code, 2);
     EXPECT_EQ(run_tool({"address", "add", "140", "10.0.0.5/24", "--label", "0123456789abcdef"}).code, 2);
@@ -278,6 +295,10 @@ TEST_F(changes, port_that_is_not_recorded_is_neither_removed_nor_bound) {
     EXPECT_EQ(run_tool({"lag", "bind", "77", "--lag", "0x10000500"}).code, 3);
     EXPECT_EQ(run_tool({"lag", "unbind", "77"}).code, 3);
     EXPECT_EQ(run_tool({"port", "set", "0", "--name", "x"}).code, 2);
+    const tool_result nothing = run_tool({"port", "set", "77", "--attr-c", "0"});
+    EXPECT_EQ(nothing.code, 2);
+    EXPECT_THAT(nothing.err, HasSubstr("port 77: nothing to set: 0 leaves a value as it is"));
+    EXPECT_EQ(run_tool({"port", "set", "77"}).code, 2);
     EXPECT_EQ(run_tool({"port", "set", "77", "--name", "12345678901234567"}).code, 2);
 }
 

@@ -55,14 +55,14 @@ class dry_run : public changes_test {
         return kept;
     }
     // Runs the tool under strace and returns the calls that act on the outside.
-    static std::string traced(std::vector<std::string> words) {
+    static std::string traced(std::vector<std::string> words, int code = 0) {
         words.insert(words.begin(),
                      {"strace", "-f", "-qq", "-o", "/run/trace", "-e",
                       "trace=execve,fork,vfork,clone,clone3,sendmsg,sendto,sendmmsg,unlink,unlinkat,"
                       "ftruncate,rename,mkdir,bind,openat",
                       YBNETCTL});
         const tool_result result = run_command(words);
-        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_EQ(result.code, code) << result.err;
         std::string acting;
         for (const std::string &line : lines_of(contents_of("/run/trace")))
             if (line.find("openat(") == std::string::npos || line.find("O_RDWR") != std::string::npos ||
@@ -120,7 +120,8 @@ TEST_F(dry_run, runs_no_program_sends_nothing_and_opens_nothing_for_writing) {
     const auto interfaces = segment_bytes(interfaces_format);
     const auto ports = segment_bytes(ports_format);
     for (const auto &words : all) {
-        const std::string acting = traced(with_dry_run(words));
+        const bool fails = words[2] == "port"; // there is no driver here
+        const std::string acting = traced(with_dry_run(words), fails ? 1 : 0);
         // The one program is ybnetctl itself; a bound socket has sent nothing.
         EXPECT_THAT(acting, Not(HasSubstr("send"))) << words[1];
         EXPECT_THAT(acting, Not(HasSubstr("clone"))) << words[1];
@@ -184,6 +185,68 @@ TEST_F(dry_run, says_what_would_fail_for_all_that_is_known) {
     EXPECT_EQ(same["dry_run"], true);
     EXPECT_EQ(same["status"], "YB_STATUS_ERROR");
     EXPECT_EQ(same["error"]["exit_code"], 1);
+}
+
+// The driver is not there, which the real run learns from the kernel; the lab has it.
+TEST_F(dry_run, of_a_port_says_that_the_kernel_would_refuse_its_kind) {
+    const std::vector<std::string> port = {"interface", "create", "port", "101", "--name", "swp1"};
+    const tool_result result = run_tool(with_dry_run(port));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.out, testing::EndsWith(
+                                "   (which would fail: Operation not supported: the kernel has no link kind "
+                                "yb_netdev, for the switch's driver is not loaded)\n"));
+    EXPECT_THAT(result.err, HasSubstr("try: is the switch's kernel driver loaded? (/proc/qrn_yb/yb_core)"));
+    const tool_result real = run_tool(port);
+    EXPECT_EQ(real.code, 1);
+    EXPECT_THAT(real.err, HasSubstr("Operation not supported"));
+    EXPECT_THAT(real.err, HasSubstr("try: is the switch's kernel driver loaded?"));
+}
+
+TEST_F(dry_run, of_a_set_that_would_fail_says_so_at_the_step_and_claims_nothing_done) {
+    ASSERT_EQ(run_tool({"interface", "create", "loopback", "140", "--name", "loop1", "--vrid", "3"}).code, 0);
+    const tool_result vrid =
+        run_tool({"--dry-run", "interface", "set", "140", "--rif", "9", "--vrid", "4", "--admin", "up"});
+    EXPECT_EQ(vrid.code, 1);
+    const auto steps = lines_of(vrid.out);
+    ASSERT_EQ(steps.size(), 2u) << vrid.out;
+    EXPECT_THAT(steps[0], testing::StartsWith("would record: interfaces[0] (sys_ifindex 140): rif "));
+    EXPECT_THAT(steps[1], testing::StartsWith("would record: interface 140: vrid 4   (which would fail: "));
+    EXPECT_THAT(vrid.err, HasSubstr("; would be set before: rif 9"));
+    EXPECT_THAT(vrid.err, Not(HasSubstr("; set before")));
+
+    const std::vector<std::string> oper = {"--dry-run", "interface", "set",    "140",
+                                           "--admin",   "up",        "--oper", "up"};
+    const tool_result driver = run_tool(oper);
+    EXPECT_EQ(driver.code, 1);
+    EXPECT_THAT(driver.out,
+                testing::EndsWith("would open: /proc/qrn_yb/yb_core   (which would fail: No such file or "
+                                  "directory)\n"));
+    EXPECT_THAT(driver.err, HasSubstr("would be set before: admin up"));
+    const json document = json_of(oper, 1);
+    EXPECT_EQ(document["steps"].back()["kind"], "open");
+    EXPECT_EQ(document["steps"].back()["fails"], "No such file or directory");
+    EXPECT_EQ(document["steps"][0]["fails"], nullptr);
+
+    remove_netdev("loop1"); // known before anything is done: no step at all
+    const tool_result gone =
+        run_tool({"--dry-run", "interface", "set", "140", "--rif", "9", "--admin", "up"});
+    EXPECT_EQ(gone.code, 1);
+    EXPECT_EQ(gone.out, "");
+    EXPECT_THAT(gone.err, HasSubstr("its netdev loop1 does not exist"));
+    EXPECT_EQ(stored(140).rif, YB_NET_RIF_NONE);
+}
+
+TEST_F(dry_run, of_a_creation_that_would_leave_a_netdev_claims_none_made) {
+    tool_shims shims;
+    stand_in_for_vlans(shims);
+    make_netdev("swid0_eth");
+    const tool_result result =
+        run_tool({"--dry-run", "interface", "create", "vlan", "112", "--vid", "12", "--netns", "nowhere"});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.err,
+                HasSubstr("the netdev swid0_eth.12 would be made by then and stay without a record"));
+    EXPECT_THAT(result.err, Not(HasSubstr("was made")));
+    EXPECT_THAT(result.err, Not(HasSubstr("try:")));
 }
 
 TEST_F(dry_run, does_not_wait_for_a_lock_that_others_hold) {

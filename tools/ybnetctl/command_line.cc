@@ -85,6 +85,7 @@ command_line::command_line(session &run) : run_(run), app_(purpose, "ybnetctl") 
 
 std::function<void()> command_line::parse(const std::vector<std::string> &words) {
     chosen_ = nullptr;
+    run_.words = words;
     std::vector<std::string> reversed(words.rbegin(), words.rend()); // as CLI11 wants them
     app_.parse(std::move(reversed));
     return chosen_;

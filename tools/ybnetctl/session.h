@@ -38,6 +38,8 @@ struct session {
     size_t batch_line = 0;
     std::string batch_name;
 
+    std::vector<std::string> words; // of the command that runs now, as they were typed
+
     std::shared_ptr<library> started_library; // by the first command that needed it (change/library.h)
 
     // What the program ends with after a command that did its work: 1 when an audit has findings, say.

@@ -12,11 +12,14 @@
 
 namespace ybnetctl {
 
-const char *const change_keys = "status (YB_STATUS_SUCCESS). With --dry-run: dry_run (true), steps, status, "
-                                "error (null, or as after any failure). "
-                                "Each step has kind (command, lookup, namespace, request, driver, record), "
-                                "text, fails (why it would not succeed, "
-                                "or null) and details (an object by kind, or null).";
+const char *const change_keys = "status.";
+
+const char *const dry_run_keys =
+    "With --dry-run a command that changes something prints instead: dry_run (true), steps, status (as it "
+    "would be), "
+    "error (null, or as after any failure). Each step has kind (command, lookup, namespace, request, open, "
+    "driver, "
+    "record), text, fails (why it would not succeed, or null) and details (an object by kind, or null).";
 
 namespace {
 
@@ -27,7 +30,8 @@ const char *verb_of(const char *kind) {
     };
     static constexpr verb verbs[] = {{"command", "would run: "},     {"lookup", "would look: "},
                                      {"namespace", "would enter: "}, {"request", "would send: "},
-                                     {"driver", "would write: "},    {"record", "would record: "}};
+                                     {"open", "would open: "},       {"driver", "would write: "},
+                                     {"record", "would record: "}};
     for (const verb &each : verbs)
         if (std::strcmp(each.kind, kind) == 0)
             return each.words;

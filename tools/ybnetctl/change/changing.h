@@ -26,8 +26,9 @@ void change(session &run, const std::function<change_result(library &)> &command
 std::string step_in_words(const step &what);
 json to_json(const step &what);
 
-// What every changing command prints with --json, for the man page.
+// What every changing command prints with --json beside its own keys, and in a dry run instead: for the man page.
 extern const char *const change_keys;
+extern const char *const dry_run_keys;
 
 } // namespace ybnetctl
 

@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 
 #include "tools/ybnetctl/change/interrupts.h"
+#include "tools/ybnetctl/change/port_driver.h"
 #include "tools/ybnetctl/change/rehearsal.h"
 #include "ybnet/platform/ybd.h"
 #include "ybnet/yb_net_rtnl.h"
@@ -26,8 +27,6 @@
 using ybnetctl::rehearsal;
 
 namespace {
-
-constexpr const char *driver_file = "/proc/qrn_yb/yb_core";
 
 // The next definition behind the program's: the C library's or the driver access library's.
 template <class function_t> function_t *next(const char *name) {
@@ -86,7 +85,7 @@ ssize_t recvmsg(int descriptor, struct msghdr *message, int flags) {
 
 FILE *fopen(const char *path, const char *mode) {
     rehearsal *const closed = rehearsal::now();
-    if (closed != nullptr && std::strcmp(path, driver_file) == 0)
+    if (closed != nullptr && std::strcmp(path, ybnetctl::port_driver_file) == 0)
         return closed->open_driver_file(path);
     return NEXT(fopen)(path, mode);
 }

@@ -81,7 +81,7 @@ void add_hold_command(command_line &line) {
         hold,
         {{"timeout --preserve-status -s INT 2 ybnetctl hold",
           "for two seconds; as a service: ybnetctl-hold.service"}});
-    line.add_notes(command, "holding (object: interfaces, ports), pid; printed once both are held");
+    line.add_notes(command, "JSON: holding (object: interfaces, ports), pid; printed once both are held.");
 }
 
 } // namespace ybnetctl

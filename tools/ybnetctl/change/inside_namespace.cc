@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tools/ybnetctl/kernel/namespaces.h"
 #include "tools/ybnetctl/outcome.h"
 
 namespace ybnetctl {
@@ -37,7 +38,15 @@ failure not_entered(const std::string &name, const char *step) {
 uint64_t namespace_number(const std::string &name) {
     struct stat status = {};
     const std::string path = name.empty() ? own_namespace : path_of(name);
-    return stat(path.c_str(), &status) == 0 ? status.st_ino : 0; // unique: all are of one file system
+    if (!is_file_name(name) || stat(path.c_str(), &status) != 0)
+        return 0;
+    return status.st_ino; // unique: all are of one file system
+}
+
+bool namespace_exists(const std::string &name) {
+    struct stat status = {};
+    return name.empty() ||
+           (is_file_name(name) && (stat(path_of(name).c_str(), &status) == 0 || errno != ENOENT));
 }
 
 bool is_own_namespace(const std::string &name) {
@@ -47,6 +56,9 @@ bool is_own_namespace(const std::string &name) {
 inside_namespace::inside_namespace(const std::string &name) {
     if (is_own_namespace(name))
         return;
+    errno = ENOENT;
+    if (!is_file_name(name))
+        throw not_entered(name, "cannot be opened");
     const int wanted = open(path_of(name).c_str(), O_RDONLY | O_CLOEXEC);
     if (wanted < 0)
         throw not_entered(name, "cannot be opened");

@@ -18,6 +18,9 @@ bool is_own_namespace(const std::string &name);
 // A number for the namespace with this name, "" for the one that the calling thread is in; 0 when there is none.
 uint64_t namespace_number(const std::string &name = "");
 
+// False only when there is certainly none of this name; "" always exists.
+bool namespace_exists(const std::string &name);
+
 // Moves the calling thread into a named namespace and back. Throws failure when that is refused.
 class inside_namespace {
   public:

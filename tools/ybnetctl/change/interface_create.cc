@@ -10,18 +10,33 @@
 #include "tools/ybnetctl/change/interface_record.h"
 #include "tools/ybnetctl/change/names.h"
 #include "tools/ybnetctl/change/numbers.h"
+#include "tools/ybnetctl/change/port_driver.h"
+#include "tools/ybnetctl/shell_word.h"
 #include "ybnet/net_lib.h"
 
 namespace ybnetctl {
 
 namespace {
 
+const char *command_of(uint32_t type) {
+    switch (type) {
+    case YB_L2_INTERFACE_TYPE_VLAN:
+        return "vlan";
+    case YB_L2_INTERFACE_TYPE_PORT_VLAN:
+        return "port-vlan";
+    case YB_L2_INTERFACE_TYPE_PORT:
+        return "port";
+    default:
+        return "loopback";
+    }
+}
+
 void refuse_if(const std::string &problem, const create_options &options) {
     if (!problem.empty())
         throw failure{exit_code::usage,
                       interface_thing(options.sys_ifindex),
                       problem,
-                      "ybnetctl interface create --help",
+                      std::string("ybnetctl interface create ") + command_of(options.type) + " --help",
                       {}};
 }
 
@@ -37,22 +52,29 @@ places possible_places(library &lib, const yb_net_interface_params_t &params) {
     return all;
 }
 
-std::string removal_of(const std::string &ns, const std::string &name) {
-    return (ns.empty() ? "ip link del " : "ip -n " + ns + " link del ") + name;
+// A failure that a rehearsal can explain; in a rehearsal the steps have been shown.
+std::string advice_on(const session &run, const create_options &options) {
+    if (options.type == YB_L2_INTERFACE_TYPE_PORT && !port_driver_is_there())
+        return port_driver_advice;
+    return run.dry_run ? "" : "ybnetctl --dry-run " + shell_line(run.words);
 }
 
 // Nothing is rolled back: a failure that left a netdev says so, and how to remove it.
 failure failed_creation(library &lib, const std::string &thing, const call_answer &answer,
-                        const places &before, const std::string &otherwise) {
-    failure what =
-        failure_of(thing, answer, otherwise, "ybnetctl interface create --dry-run, to see each step");
+                        const places &before, const std::string &advice) {
+    failure what = failure_of(thing, answer, "its netdev could not be made", advice);
     for (const auto &[place, was_there] : before) {
         if (was_there || lib.netdev_index(place.first, place.second) == 0)
             continue;
-        what.reason += "; the netdev " + place.second +
-                       (place.first.empty() ? "" : " in namespace " + place.first) +
-                       " was made and exists without a record: nothing is rolled back";
-        what.advice = removal_of(place.first, place.second) + "; or: ybnetctl audit";
+        const std::string netdev =
+            "; the netdev " + place.second + (place.first.empty() ? "" : " in namespace " + place.first);
+        if (lib.rehearsed() != nullptr) {
+            what.reason +=
+                netdev + " would be made by then and stay without a record: nothing is rolled back";
+            continue;
+        }
+        what.reason += netdev + " was made and exists without a record: nothing is rolled back";
+        what.advice = ip_in(place.first) + "link del " + shell_word(place.second) + "; or: ybnetctl audit";
     }
     return what;
 }
@@ -77,7 +99,7 @@ void create(session &run, const create_options &options) {
                                              value_of(vrid_number, options.vrid));
         });
         if (!answer.done())
-            throw failed_creation(lib, thing, answer, before, "its netdev could not be made");
+            throw failed_creation(lib, thing, answer, before, advice_on(run, options));
         return made_result(lib, options.sys_ifindex);
     });
 }
@@ -96,10 +118,10 @@ void declare_vid(CLI::App &command, create_options &options) {
 }
 
 template <class Declare>
-void add_type(command_line &line, CLI::App *group, uint32_t type, const char *name, const char *description,
-              Declare declare, std::vector<example> examples) {
+void add_type(command_line &line, CLI::App *group, uint32_t type, const char *description, Declare declare,
+              std::vector<example> examples) {
     CLI::App *const command = add_command<create_options>(
-        group, line, name, description,
+        group, line, command_of(type), description,
         [declare](CLI::App &app, create_options &options) {
             declare_common(app, options);
             declare(app, options);
@@ -110,7 +132,8 @@ void add_type(command_line &line, CLI::App *group, uint32_t type, const char *na
             create(run, options);
         },
         std::move(examples));
-    line.add_notes(command, std::string("interface (as ybnetctl interface list shows it), ") + change_keys);
+    line.add_notes(command,
+                   std::string("JSON: interface (as ybnetctl interface list shows it), ") + change_keys);
 }
 
 } // namespace
@@ -163,8 +186,7 @@ void add_interface_create(command_line &line, CLI::App *interface) {
         add_command_group(interface, "create",
                           "Make the netdev of a router interface, move it into its namespace and record it");
     add_type(
-        line, group, YB_L2_INTERFACE_TYPE_VLAN, "vlan",
-        "A VLAN netdev on a switch partition's netdev, swidN_eth",
+        line, group, YB_L2_INTERFACE_TYPE_VLAN, "A VLAN netdev on a switch partition's netdev, swidN_eth",
         [](CLI::App &app, create_options &options) {
             app.add_option("--swid", options.swid, "switch partition, 0 to 7, or 254")->capture_default_str();
             declare_vid(app, options);
@@ -181,14 +203,14 @@ void add_interface_create(command_line &line, CLI::App *interface) {
           "--rif 6 "
           "--vrid 2",
           "vlan12 in namespace blue", true}});
-    add_type(line, group, YB_L2_INTERFACE_TYPE_PORT_VLAN, "port-vlan", "A VLAN netdev on a port's netdev",
+    add_type(line, group, YB_L2_INTERFACE_TYPE_PORT_VLAN, "A VLAN netdev on a port's netdev",
              [](CLI::App &app, create_options &options) {
                  app.add_option("--port", options.port, "the port's netdev")->required();
                  declare_vid(app, options);
              },
              {{"ybnetctl interface create port-vlan 132 --port swp1 --vid 32", "swp1.32", true}});
     add_type(
-        line, group, YB_L2_INTERFACE_TYPE_PORT, "port", "A netdev of the switch's kernel driver",
+        line, group, YB_L2_INTERFACE_TYPE_PORT, "A netdev of the switch's kernel driver",
         [](CLI::App &app, create_options &options) {
             app.add_option("--name", options.name, "name of the netdev, at most 15 characters")->required();
             app.add_option("--value1", options.value1, "first private value, handed to the driver as it is")
@@ -198,8 +220,7 @@ void add_interface_create(command_line &line, CLI::App *interface) {
         {{"ybnetctl interface create port 102 --name swp2 --value1 1 --value2 0x10200",
           "swp2, in the namespace that this runs in", true}});
     add_type(
-        line, group, YB_L2_INTERFACE_TYPE_LOOPBACK, "loopback",
-        "A bridge without ports, made inside its namespace",
+        line, group, YB_L2_INTERFACE_TYPE_LOOPBACK, "A bridge without ports, made inside its namespace",
         [](CLI::App &app, create_options &options) {
             app.add_option("--name", options.name, "name of the netdev, at most 15 characters")->required();
         },

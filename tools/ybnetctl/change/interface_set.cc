@@ -8,6 +8,7 @@
 #include "tools/ybnetctl/change/interface_record.h"
 #include "tools/ybnetctl/change/names.h"
 #include "tools/ybnetctl/change/numbers.h"
+#include "tools/ybnetctl/change/port_driver.h"
 #include "ybnet/net_lib.h"
 
 namespace ybnetctl {
@@ -26,19 +27,33 @@ uint32_t state_of(const std::string &word) {
     return word == "up" ? YB_NET_IF_STATE_UP : YB_NET_IF_STATE_DOWN;
 }
 
-// One of the four; what was done before it stays done, and is said.
-void set_one(const std::string &thing, const std::string &what, const call_answer &answer, std::string *done,
-             const std::string &advice) {
-    if (answer.done()) {
-        *done += (done->empty() ? "" : ", ") + what;
-        return;
+// What the four have been so far: what was done before a failure stays done, and is said.
+struct set_steps {
+    library &lib;
+    std::string thing;
+    std::string done = {};
+
+    // kind: of the step that stands in a rehearsal for a call that got nowhere.
+    void take(const char *kind, const std::string &what, const call_answer &answer,
+              const std::string &advice) {
+        if (answer.done()) {
+            done += (done.empty() ? "" : ", ") + what;
+            return;
+        }
+        failure problem = failure_of(thing, answer, what + " could not be set", advice);
+        if (lib.rehearsed() != nullptr)
+            lib.rehearsed()->note_failure(kind, thing + ": " + what, problem.reason);
+        problem.thing += ", " + what;
+        throw after_what_was_done(problem);
     }
-    failure problem = failure_of(thing, answer, what + " could not be set", advice);
-    problem.thing += ", " + what;
-    if (!done->empty())
-        problem.reason += "; set before: " + *done;
-    throw problem;
-}
+
+    [[nodiscard]] failure after_what_was_done(failure problem) const {
+        if (!done.empty())
+            problem.reason +=
+                (lib.rehearsed() != nullptr ? "; would be set before: " : "; set before: ") + done;
+        return problem;
+    }
+};
 
 // The netdev behind the record must be the one that has its number now.
 void check_netdev(library &lib, const std::string &thing, const yb_net_interface_record_t &record) {
@@ -58,6 +73,18 @@ void check_netdev(library &lib, const std::string &thing, const yb_net_interface
                   {}};
 }
 
+// Into the namespace of the netdev. What was set before stays set.
+std::unique_ptr<inside_namespace> enter_after(const set_steps &steps, const std::string &ns, bool sends) {
+    try {
+        auto there = enter(steps.lib, ns);
+        if (sends)
+            steps.lib.claim_request_namespace(steps.thing);
+        return there;
+    } catch (const failure &problem) {
+        throw steps.after_what_was_done(problem);
+    }
+}
+
 void set(session &run, const set_options &options) {
     const std::string thing = interface_thing(options.sys_ifindex);
     const uint32_t key = options.sys_ifindex;
@@ -66,31 +93,31 @@ void set(session &run, const set_options &options) {
             throw failure{exit_code::usage, thing, "nothing to set", "ybnetctl interface set --help", {}};
         lib.need_interfaces();
         const yb_net_interface_record_t record = record_of(lib, key);
-        std::string done;
+        const bool wants_state = !options.admin.empty() || !options.oper.empty();
+        if (wants_state)
+            check_netdev(lib, thing, record);
+        set_steps steps{lib, thing};
         if (!options.rif.empty())
-            set_one(thing, "rif " + options.rif, lib.call_plainly([&] {
+            steps.take("record", "rif " + options.rif, lib.call_plainly([&] {
                 return yb_net_interface_rif_set(key, value_of(rif_number, options.rif));
             }),
-                    &done, "ybnetctl status");
+                       "ybnetctl status");
         if (!options.vrid.empty())
-            set_one(thing, "vrid " + options.vrid, lib.call_plainly([&] {
+            steps.take("record", "vrid " + options.vrid, lib.call_plainly([&] {
                 return yb_net_interface_vrid_set(key, value_of(vrid_number, options.vrid));
             }),
-                    &done, "ybnetctl interface set " + std::to_string(key) + " --vrid none, first");
-        if (!options.admin.empty() || !options.oper.empty()) {
-            check_netdev(lib, thing, record);
-            const auto there = enter(lib, text_of(record.params.ns_name));
-            if (!options.admin.empty()) {
-                lib.claim_request_namespace(thing);
-                set_one(thing, "admin " + options.admin,
-                        lib.call([&] { return yb_net_interface_state_set(key, state_of(options.admin)); }),
-                        &done, "ybnetctl audit");
-            }
+                       "ybnetctl interface set " + std::to_string(key) + " --vrid none # first");
+        if (wants_state) {
+            const auto there = enter_after(steps, text_of(record.params.ns_name), !options.admin.empty());
+            if (!options.admin.empty())
+                steps.take("request", "admin " + options.admin,
+                           lib.call([&] { return yb_net_interface_state_set(key, state_of(options.admin)); }),
+                           "ybnetctl audit");
             if (!options.oper.empty())
-                set_one(thing, "oper " + options.oper, lib.call([&] {
+                steps.take("driver", "oper " + options.oper, lib.call([&] {
                     return yb_net_interface_oper_state_set(key, state_of(options.oper));
                 }),
-                        &done, "is the switch's kernel driver loaded? (/proc/qrn_yb/yb_core)");
+                           port_driver_advice);
         }
         change_result result;
         result.document["interface"] = to_json(record_of(lib, key));
@@ -119,7 +146,7 @@ void add_interface_set(command_line &line, CLI::App *interface) {
         {{"ybnetctl --dry-run interface set 110 --rif 7", "what it would record, and do nothing"},
          {"ybnetctl interface set 110 --admin up --rif 5", "up, in its namespace", true},
          {"ybnetctl interface set 110 --vrid none", "no VRID", true}});
-    line.add_notes(command, std::string("interface (afterwards), ") + change_keys);
+    line.add_notes(command, std::string("JSON: interface (afterwards), ") + change_keys);
 }
 
 } // namespace ybnetctl

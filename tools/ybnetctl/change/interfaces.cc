@@ -9,7 +9,9 @@
 #include "tools/ybnetctl/change/interface_record.h"
 #include "tools/ybnetctl/change/interface_set.h"
 #include "tools/ybnetctl/change/names.h"
+#include "tools/ybnetctl/change/netdev_left.h"
 #include "tools/ybnetctl/see/interface_view.h"
+#include "tools/ybnetctl/shell_word.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 #include "ybnet/net_lib_db_layout.h"
@@ -36,7 +38,7 @@ void edit(session &run, const edit_options &options) {
                           "is of type " + interface_type_name(record.params.type) +
                               "; only the VLAN id of a PORT_VLAN can be edited",
                           "ybnetctl interface destroy " + std::to_string(options.sys_ifindex) +
-                              ", and create it anew",
+                              " # and create it anew",
                           {}};
         yb_net_interface_params_t params = record.params;
         params.by_type.port_vlan.vlan_id = static_cast<uint16_t>(options.vid);
@@ -64,16 +66,19 @@ void edit(session &run, const edit_options &options) {
 struct destroy_options {
     uint32_t sys_ifindex = 0;
     bool record_only = false;
+    bool force = false;
 };
 
 std::string advice_after_destroy(library &lib, const destroy_options &options,
                                  const yb_net_interface_record_t &record) {
     const std::string ns = text_of(record.params.ns_name);
     const std::string name = text_of(record.params.name);
+    if (options.record_only)
+        return "ybnetctl status";
     if (lib.netdev_index(ns, name) == 0)
         return "ybnetctl interface destroy " + std::to_string(options.sys_ifindex) +
-               " --record-only, to remove the record of a netdev that is gone";
-    return "ip " + (ns.empty() ? "" : "-n " + ns + ' ') + "-d link show " + name;
+               " --record-only # the record of a netdev that is gone";
+    return ip_in(ns) + "-d link show " + shell_word(name);
 }
 
 void destroy(session &run, const destroy_options &options) {
@@ -84,7 +89,23 @@ void destroy(session &run, const destroy_options &options) {
         const std::string ns = text_of(record.params.ns_name);
         call_answer answer;
         if (options.record_only) {
+            if (const std::string left = options.force ? "" : netdev_left(lib, record); !left.empty())
+                throw failure{
+                    exit_code::failed,
+                    thing,
+                    left,
+                    (lib.netdev_index(ns, text_of(record.params.name)) != 0
+                         ? "ybnetctl interface destroy " + std::to_string(options.sys_ifindex) + " # both"
+                         : "ybnetctl audit # what is there") +
+                        "; or add --force, for the record all the same",
+                    {}};
             answer = lib.call_plainly([&] { return net_lib_db_interface_remove(options.sys_ifindex); });
+        } else if (!namespace_exists(ns)) {
+            throw failure{exit_code::failed,
+                          thing,
+                          "there is no namespace " + ns + " any more, and so no netdev",
+                          advice_after_destroy(lib, options, record),
+                          {}};
         } else if (record.params.type == YB_L2_INTERFACE_TYPE_PORT) {
             // The library finds a port's netdev in the namespace of the call only.
             const std::unique_ptr<inside_namespace> there = enter(lib, ns);
@@ -97,8 +118,9 @@ void destroy(session &run, const destroy_options &options) {
         }
         if (!answer.done())
             throw failure_of(thing, answer,
-                             "its netdev " + text_of(record.params.name) +
-                                 " could not be removed; the record stays",
+                             options.record_only ? "its record could not be removed"
+                                                 : "its netdev " + text_of(record.params.name) +
+                                                       " could not be removed; the record stays",
                              advice_after_destroy(lib, options, record));
         change_result result;
         result.document["interface"] = to_json(record);
@@ -186,7 +208,7 @@ void add_interface_changes(command_line &line, CLI::App *interface) {
           true}});
     line.add_notes(
         command,
-        std::string("interface, kernel_vlan_id (what the netdev really has; null: cannot be told), ") +
+        std::string("JSON: interface, kernel_vlan_id (what the netdev really has; null: cannot be told), ") +
             change_keys);
 
     add_interface_set(line, interface);
@@ -195,13 +217,17 @@ void add_interface_changes(command_line &line, CLI::App *interface) {
         interface, line, "destroy", "Remove the netdev of a router interface and its record",
         [](CLI::App &app, destroy_options &options) {
             app.add_option("SYSIF", options.sys_ifindex, "its system ifindex")->required();
-            app.add_flag("--record-only", options.record_only,
-                         "Remove the record alone, of an interface whose netdev is gone");
+            CLI::Option *const record_only =
+                app.add_flag("--record-only", options.record_only,
+                             "Remove the record alone, of an interface whose netdev is gone");
+            app.add_flag("--force", options.force,
+                         "With --record-only: also when the netdev is there, or cannot be looked for")
+                ->needs(record_only);
         },
         destroy,
         {{"ybnetctl --dry-run interface destroy 140", "what it would run, and do nothing"},
          {"ybnetctl interface destroy 140", "removes loop1 in namespace red", true}});
-    line.add_notes(command, std::string("interface (as it was recorded), ") + change_keys);
+    line.add_notes(command, std::string("JSON: interface (as it was recorded), ") + change_keys);
 
     command = add_command<no_options>(
         interface, line, "destroy-all",
@@ -209,7 +235,7 @@ void add_interface_changes(command_line &line, CLI::App *interface) {
         [](CLI::App &, no_options &) {}, destroy_all,
         {{"ybnetctl --dry-run interface destroy-all", "what it would run, and do nothing"},
          {"ybnetctl interface destroy-all", "all but the loopbacks", true}});
-    line.add_notes(command, std::string("removed (how many), loopbacks_left, ") + change_keys);
+    line.add_notes(command, std::string("JSON: removed (how many), loopbacks_left, ") + change_keys);
 }
 
 } // namespace ybnetctl

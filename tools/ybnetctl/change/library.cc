@@ -3,13 +3,16 @@
 // See library.h.
 #include "tools/ybnetctl/change/library.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <ostream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tools/ybnetctl/change/inside_namespace.h"
 #include "tools/ybnetctl/change/interrupts.h"
 #include "tools/ybnetctl/change/said.h"
+#include "tools/ybnetctl/see/procfs.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 #include "ybnet/net_lib_db_layout.h"
@@ -32,6 +35,40 @@ uint32_t user_count_of(segment_kind kind) {
         pread(descriptor, &trailer, sizeof(trailer), static_cast<off_t>(format.trailer_offset));
     close(descriptor);
     return got == sizeof(trailer) ? trailer.user_count : 0;
+}
+
+// The library has one status for every segment that it cannot have. What the system says is asked for once more, without
+// opening anything: "" when it is not a matter of rights.
+std::string refused_access(const std::string &path, std::string *advice) {
+    constexpr const char *directory = "/dev/shm";
+    const bool exists = access(path.c_str(), F_OK) == 0;
+    const int rights = exists ? R_OK | W_OK : W_OK | X_OK;
+    if (faccessat(AT_FDCWD, exists ? path.c_str() : directory, rights, AT_EACCESS) == 0 ||
+        (errno != EACCES && errno != EPERM && errno != EROFS))
+        return "";
+    const std::string why = errno == EROFS ? "read-only file system" : "permission denied";
+    struct stat status = {};
+    *advice = "run it as root";
+    if (exists && stat(path.c_str(), &status) == 0) {
+        constexpr mode_t group_writes = S_IRGRP | S_IWGRP;
+        if ((status.st_mode & group_writes) == group_writes && status.st_gid != 0)
+            *advice += " or as the group " + group_name(status.st_gid) + ", which the file belongs to";
+        else if (status.st_uid != 0)
+            *advice += " or as " + user_name(status.st_uid) + ", who owns the file";
+    }
+    return why + (exists ? " opening " : " making ") + path;
+}
+
+failure load_failure(segment_kind kind, const call_answer &answer) {
+    const std::string thing =
+        std::string(kind == segment_kind::interfaces ? "interfaces" : "ports") + " database";
+    std::string advice;
+    if (answer.status == YB_STATUS_NO_MEMORY)
+        if (const std::string reason =
+                refused_access(std::string("/dev/shm") + format_of(kind).name, &advice);
+            !reason.empty())
+            return {exit_code::failed, thing, reason, advice, answer.status};
+    return failure_of(thing, answer, "could not be loaded", "ybnetctl status");
 }
 
 } // namespace
@@ -119,8 +156,7 @@ void library::need_interfaces() {
         run_.err << "ybnetctl: note: " << answer.reason("no driver device")
                  << " Nothing that ybnetctl does needs the driver's device: going on without.\n";
     } else if (!answer.done()) {
-        const failure what =
-            failure_of("interfaces database", answer, "could not be loaded", "ybnetctl status");
+        const failure what = load_failure(segment_kind::interfaces, answer);
         interfaces_started_ = false;
         (void)call_plainly([] { return yb_net_interfaces_deinit(0); }); // the failure above is what counts
         throw what;
@@ -137,7 +173,7 @@ void library::need_ports() {
     uint32_t level = everything;
     (void)call_plainly([&level] { return yb_net_log_verbosity_level(YB_ACCESS_CMD_SET, &level); });
     if (!answer.done()) {
-        const failure what = failure_of("ports database", answer, "could not be loaded", "ybnetctl status");
+        const failure what = load_failure(segment_kind::ports, answer);
         ports_started_ = false;
         (void)call_plainly([] { return yb_net_ports_deinit(0); });
         throw what;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tools/ybnetctl/change/doors.h"
+#include "tools/ybnetctl/change/port_driver.h"
 #include "tools/ybnetctl/change/request_text.h"
 #include "ybnet/yb_net_rtnl.h"
 
@@ -28,7 +29,7 @@ constexpr uint32_t device_handle = 1; // of a device that is not open
 ssize_t take_driver_text(void *cookie, const char *text, size_t size) {
     auto *const owner = static_cast<rehearsal *>(cookie);
     const std::string command(text, size);
-    owner->add_step({"driver", command, {{"file", "/proc/qrn_yb/yb_core"}}, ""});
+    owner->add_step({"driver", command, {{"file", port_driver_file}}, ""});
     return static_cast<ssize_t>(size);
 }
 
@@ -46,21 +47,25 @@ class opened_doors {
     rehearsal *closed_;
 };
 
-std::string name_in(const std::byte *attributes, size_t size) {
-    while (size >= sizeof(rtattr)) {
+// The contents of the first attribute of a type (rtnetlink(7)); empty when there is none.
+std::span<const std::byte> attribute_in(std::span<const std::byte> attributes, unsigned short type) {
+    while (attributes.size() >= sizeof(rtattr)) {
         rtattr header = {};
-        std::memcpy(&header, attributes, sizeof(header));
-        if (header.rta_len < sizeof(header) || header.rta_len > size)
+        std::memcpy(&header, attributes.data(), sizeof(header));
+        if (header.rta_len < sizeof(header) || header.rta_len > attributes.size())
             break;
-        if (header.rta_type == IFLA_IFNAME) {
-            const auto *const text = reinterpret_cast<const char *>(attributes + sizeof(header));
-            return {text, strnlen(text, header.rta_len - sizeof(header))};
-        }
-        const size_t taken = std::min<size_t>(RTA_ALIGN(header.rta_len), size);
-        attributes += taken;
-        size -= taken;
+        if (header.rta_type == type)
+            return attributes.subspan(sizeof(header), header.rta_len - sizeof(header));
+        attributes = attributes.subspan(std::min<size_t>(RTA_ALIGN(header.rta_len), attributes.size()));
     }
-    return "";
+    return {};
+}
+
+std::string text_in(std::span<const std::byte> attribute) {
+    if (attribute.empty())
+        return "";
+    const auto *const text = reinterpret_cast<const char *>(attribute.data());
+    return {text, strnlen(text, attribute.size())};
 }
 
 } // namespace
@@ -92,6 +97,11 @@ rehearsal::closed_doors::closed_doors(rehearsal *which) {
 
 rehearsal::closed_doors::~closed_doors() {
     closed_now = nullptr;
+}
+
+void rehearsal::note_failure(const char *kind, const std::string &text, const std::string &reason) {
+    if (steps_.empty() || steps_.back().fails.empty())
+        add_step({kind, text, nullptr, reason});
 }
 
 std::vector<step> rehearsal::take_steps() {
@@ -149,20 +159,27 @@ unsigned rehearsal::index_of(const char *name) {
     return index;
 }
 
-int rehearsal::answer_request(const struct msghdr *message) {
+rehearsal::kernel_answer rehearsal::answer_request(std::span<const std::byte> request) {
     nlmsghdr header = {};
     ifinfomsg link = {};
-    const auto *const bytes = static_cast<const std::byte *>(message->msg_iov->iov_base);
-    if (message->msg_iov->iov_len < NLMSG_LENGTH(sizeof(link)))
-        return 0;
-    std::memcpy(&header, bytes, sizeof(header));
-    std::memcpy(&link, bytes + NLMSG_HDRLEN, sizeof(link));
-    constexpr size_t attributes = NLMSG_SPACE(sizeof(link));
-    if (header.nlmsg_type == RTM_NEWLINK && (header.nlmsg_flags & NLM_F_CREATE) != 0)
-        return netdevs_.make(name_in(bytes + attributes, message->msg_iov->iov_len - attributes));
+    if (request.size() < NLMSG_SPACE(sizeof(link)))
+        return {};
+    std::memcpy(&header, request.data(), sizeof(header));
+    std::memcpy(&link, request.data() + NLMSG_HDRLEN, sizeof(link));
+    const auto attributes = request.subspan(NLMSG_SPACE(sizeof(link)));
+    if (header.nlmsg_type == RTM_NEWLINK && (header.nlmsg_flags & NLM_F_CREATE) != 0) {
+        const auto info = attribute_in(attributes, IFLA_LINKINFO);
+        const std::string kind = text_in(attribute_in(info, IFLA_INFO_KIND));
+        const std::string name = text_in(attribute_in(attributes, IFLA_IFNAME));
+        // In the kernel's order: a name that is taken is refused first.
+        if (netdevs_.index_of("", name) == 0 && kind == port_link_kind && !port_driver_is_there())
+            return {EOPNOTSUPP, std::string("the kernel has no link kind ") + port_link_kind +
+                                    ", for the switch's driver is not loaded"};
+        return {netdevs_.make(name), ""};
+    }
     if (header.nlmsg_type == RTM_DELLINK)
-        return netdevs_.remove(static_cast<uint32_t>(link.ifi_index));
-    return 0;
+        return {netdevs_.remove(static_cast<uint32_t>(link.ifi_index)), ""};
+    return {};
 }
 
 ssize_t rehearsal::send(const struct msghdr *message) {
@@ -175,11 +192,15 @@ ssize_t rehearsal::send(const struct msghdr *message) {
         words.text.replace(words.text.find(number), number.size(), "(the kernel's)");
         words.details["ifindex"] = nullptr;
     }
-    answer_ = answer_request(message);
+    const kernel_answer answer = answer_request(bytes);
+    answer_ = answer.error;
     nlmsghdr header = {};
     std::memcpy(&header, bytes.data(), std::min(sizeof(header), bytes.size()));
     sequence_ = header.nlmsg_seq;
-    add_step({"request", words.text, std::move(words.details), answer_ == 0 ? "" : std::strerror(answer_)});
+    std::string fails = answer.error == 0 ? "" : std::strerror(answer.error);
+    if (!answer.because.empty())
+        fails += ": " + answer.because;
+    add_step({"request", words.text, std::move(words.details), std::move(fails)});
     return static_cast<ssize_t>(part.iov_len);
 }
 
@@ -205,8 +226,12 @@ ssize_t rehearsal::receive(struct msghdr *message) {
 }
 
 FILE *rehearsal::open_driver_file(const char *path) {
-    if (access(path, W_OK) != 0)
+    if (access(path, W_OK) != 0) {
+        const int reason = errno;
+        add_step({"open", path, nullptr, std::strerror(reason)});
+        errno = reason;
         return nullptr; // as fopen(3) would say it
+    }
     cookie_io_functions_t functions = {};
     functions.write = take_driver_text;
     return fopencookie(this, "a", functions);

@@ -29,7 +29,7 @@ namespace ybnetctl {
 
 // One thing that a command would do.
 struct step {
-    const char *kind; // command, lookup, namespace, request, driver, record
+    const char *kind; // command, lookup, namespace, request, open, driver, record
     std::string text;
     json details;      // keys of the kind, an object or null
     std::string fails; // why it would not succeed; "" when nothing speaks against it
@@ -63,6 +63,8 @@ class rehearsal {
     void add_step(step what) {
         steps_.push_back(std::move(what));
     }
+    // A call that failed: as a step of its own, unless the last one says already what would fail.
+    void note_failure(const char *kind, const std::string &text, const std::string &reason);
     std::vector<step> take_steps();
 
     [[nodiscard]] const stand_in_netdevs &netdevs() const {
@@ -96,9 +98,14 @@ class rehearsal {
         std::vector<std::byte> shown; // what has been turned into steps
     };
 
+    struct kernel_answer {
+        int error = 0;       // an errno
+        std::string because; // what the errno alone does not tell
+    };
+
     private_segment *segment_called(const char *name);
     static bool make_file(private_segment &own);
-    int answer_request(const struct msghdr *message);
+    kernel_answer answer_request(std::span<const std::byte> request);
 
     const session &run_;
     stand_in_netdevs netdevs_;

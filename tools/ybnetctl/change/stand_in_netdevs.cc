@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <net/if.h>
 #include <sstream>
-#include <sys/stat.h>
 
 #include "tools/ybnetctl/change/inside_namespace.h"
 
@@ -19,11 +18,6 @@ constexpr int exit_status_1 = 0x100; // as wait(2) has it
 
 command_answer refused(const std::string &reason) {
     return {exit_status_1, reason};
-}
-
-bool namespace_exists(const std::string &ns) {
-    struct stat status = {};
-    return ns.empty() || stat(("/run/netns/" + ns).c_str(), &status) == 0;
 }
 
 command_answer no_namespace(const std::string &ns) {

@@ -24,7 +24,7 @@ constexpr status_entry status_entries[] = {
     {STATUS(YB_STATUS_NO_RESOURCES),
      {"The interfaces database is full: all 4096 slots are in use.",
       "Interfaces are created and never destroyed, or their owner died before it removed them.",
-      "ybnetctl audit lists records whose netdevs are gone; destroy those."}},
+      "ybnetctl audit lists records whose netdevs are gone, each with the command that removes it."}},
     {STATUS(YB_STATUS_NO_MEMORY),
      {"A shared-memory segment could not be made, sized, mapped or given its lock.",
       "/dev/shm is full, not mounted, or the process may not write there.",
@@ -63,7 +63,8 @@ constexpr status_entry status_entries[] = {
      {"A record with this system ifindex, or with this netdev, exists; or the interface has a VRID "
       "already.",
       "An interface is made again that an earlier run left, or a VRID is set twice.",
-      "ybnetctl interface find shows the record; destroy it first, or clear the VRID with 255."}},
+      "ybnetctl interface find shows the record; destroy it first. A VRID that is set is cleared with "
+      "ybnetctl interface set N --vrid none."}},
     {STATUS(YB_STATUS_ALREADY_INITIALIZED),
      {"The process has loaded this database before; nothing was done.",
       "A second yb_net_init() without the re-initialise flag.",

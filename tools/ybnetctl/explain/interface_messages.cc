@@ -32,7 +32,8 @@ constexpr message_entry entries[] = {
       "Interfaces are made and never destroyed.", "ybnetctl audit lists records whose netdevs are gone."}},
     {"Failed adding VRID. Interface with system ifindex %d already has a VRID (%u)",
      {"The interface has a VRID, which must be cleared before another one is set.",
-      "The router set it twice, or an earlier run left it.", "Clear it first by setting 255."}},
+      "The router set it twice, or an earlier run left it.",
+      "Clear it first: ybnetctl interface set N --vrid none (255 in a call)."}},
     {"Namespace name is NULL"
      "\n"
      "VRF name is NULL",

@@ -25,12 +25,6 @@ namespace {
 constexpr const char *directory = "/run/netns";
 constexpr const char *own_namespace = "/proc/thread-self/ns/net";
 
-// A name out of a record may be anything: only one that is a file's name is looked up.
-bool is_file_name(const std::string &name) {
-    return name != "." && name != ".." && name.find('/') == std::string::npos &&
-           name.find('\0') == std::string::npos;
-}
-
 std::string path_of(const std::string &name) {
     return name.empty() ? own_namespace : std::string(directory) + '/' + name;
 }
@@ -86,6 +80,11 @@ unique_descriptor::~unique_descriptor() {
 unique_descriptor &unique_descriptor::operator=(unique_descriptor &&other) noexcept {
     std::swap(number_, other.number_); // the other one closes what was here
     return *this;
+}
+
+bool is_file_name(const std::string &name) {
+    return name != "." && name != ".." && name.find('/') == std::string::npos &&
+           name.find('\0') == std::string::npos;
 }
 
 std::vector<std::string> named_namespaces() {

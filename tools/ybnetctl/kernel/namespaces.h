@@ -45,6 +45,9 @@ class unique_descriptor {
     int number_;
 };
 
+// A name out of a record may be anything: only one that is a file's name is looked up.
+bool is_file_name(const std::string &name);
+
 // The names under /run/netns, sorted.
 std::vector<std::string> named_namespaces();
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/option_words.h"
 
 namespace ybnetctl {
@@ -186,7 +187,8 @@ std::string man_page_of(const command_line &line) {
         << "{\"error\": {\"thing\": ..., \"reason\": ..., \"advice\": ..., \"status\": ..., \"exit_code\": "
            "...}}\n"
         << ".Ed\n.Pp\n"
-        << "where status is the library's status by name, or null.\nKeys stay; new ones may come.\n"
+        << "where status is the library's status by name, or null.\n.Pp\n"
+        << in_sentences(dry_run_keys) << "\n.Pp\nKeys stay; new ones may come.\n"
         << ".Sh ENVIRONMENT\n.Bl -tag -width NO_COLOR\n.It Ev NO_COLOR\nSet and not empty: no colour.\n.El\n"
         << ".Sh FILES\n.Bl -tag -width Ds\n"
         << ".It Pa /dev/shm/net_lib_ifc\nThe interfaces segment,\n.Xr net_lib_ifc 5 .\n"

@@ -108,7 +108,7 @@ constexpr const char *notes = "A line can be pasted as it stands in a log, with 
                               "Messages of the library that go to standard error are known too. Part of a "
                               "message will do: all that have it are "
                               "listed, the best match first.\n\n"
-                              "JSON keys: query, matches (kind: status or message; number and name of a "
+                              "JSON: query, matches (kind: status or message; number and name of a "
                               "status, format of a message; meaning, "
                               "cause, advice).";
 

@@ -32,6 +32,7 @@ ybnetctl audit || is 'the audit of what was just made' "$?" 0
 # This kernel keeps a VLAN's tag, so an edit changes the record only.
 ybnetctl interface edit 130 --vid 31
 is 'a VLAN that kept its tag' "$(finding 130)" kind
+is 'what puts it right' "$(ybnetctl audit | grep -o 'ybnetctl interface edit .*')" 'ybnetctl interface edit 130 --vid 30'
 is 'the others' "$(finding 110) $(finding 101) $(finding 140)" 'ok ok ok'
 
 # Netdevs without records, as a failure between making and recording leaves them.

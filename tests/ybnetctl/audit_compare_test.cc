@@ -119,12 +119,37 @@ TEST(audit_compare, namespace_that_does_not_exist_is_told_apart_from_one_that_ca
     EXPECT_EQ(result.count(finding::gone), 0u);
 }
 
+TEST(audit_compare, remedy_fits_the_finding_and_is_one_line_for_a_shell) {
+    const auto remedy = [](const recorded_interface &record, const netdev &device) {
+        return audit({record}, {view("", {device}, 1), view("blue", {}, 2)}).records[0].remedy;
+    };
+    const recorded_interface key{2, 3, "ib0", "", YB_L2_INTERFACE_TYPE_PKEY, {}, ""};
+    const recorded_interface port_vlan{130, 7, "swp1.10", "", YB_L2_INTERFACE_TYPE_PORT_VLAN, 20, "swp1"};
+    EXPECT_EQ(remedy(vlan(110, 7, "vlan10", 10), vlan_netdev(7, "vlan10", 10)), "");
+    EXPECT_EQ(remedy(port_vlan, vlan_netdev(7, "swp1.10", 10)), "ybnetctl interface edit 130 --vid 10");
+    EXPECT_EQ(remedy(vlan(110, 7, "vlan10", 20), vlan_netdev(7, "vlan10", 10)),
+              "ybnetctl interface destroy 110 # the netdev, too; then create it anew");
+    EXPECT_EQ(
+        remedy(vlan(110, 7, "vlan10", 10), other_netdev(7, "vlan10", "veth")),
+        "ybnetctl interface destroy 110 --record-only --force # the netdev is somebody else's and stays");
+    EXPECT_EQ(remedy(loopback(1, 7, "loop1"), other_netdev(9, "eth0", "")),
+              "ybnetctl interface destroy 1 --record-only");
+    EXPECT_EQ(remedy(loopback(1, 7, "loop1", "blue"), other_netdev(9, "loop1", "bridge")),
+              "ip link set dev loop1 netns blue");
+    EXPECT_EQ(remedy(key, other_netdev(9, "ib0", "ipoib")),
+              "ybnetctl interface destroy 2 --record-only --force");
+    EXPECT_EQ(remedy(loopback(1, 7, "a\nb"), other_netdev(7, "$(id)", "bridge")),
+              "ip link set dev '$(id)' name 'a\nb'"); // shown through printable()
+}
+
 TEST(audit_compare, two_records_of_one_netdev_are_duplicates_also_through_two_names_of_one_namespace) {
     const auto result = audit({loopback(1, 7, "loop1"), loopback(2, 7, "loop1", "same")},
                               {view("", {other_netdev(7, "loop1", "bridge")}, 1),
                                view("same", {other_netdev(7, "loop1", "bridge")}, 1)});
     EXPECT_EQ(result.records[0].what, finding::duplicate);
     EXPECT_EQ(result.records[0].explanation, "record 2 has the same netdev");
+    EXPECT_EQ(result.records[0].remedy,
+              "ybnetctl interface destroy 1 --record-only --force # one of the two");
     EXPECT_EQ(result.records[1].what, finding::duplicate);
 }
 

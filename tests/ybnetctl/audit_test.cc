@@ -66,6 +66,7 @@ TEST_F(audit_tool, records_in_step_with_their_netdevs_end_with_0_and_a_sentence)
     const json document = audit(0);
     EXPECT_EQ(document.at("summary").at("agrees"), true);
     EXPECT_EQ(document.at("summary").at("ok"), 2);
+    EXPECT_EQ(document.at("summary").at("certain"), true);
     EXPECT_EQ(document.at("settled"), true);
     const json second = record_of(document, 2);
     EXPECT_EQ(second.at("finding"), "ok");
@@ -74,8 +75,10 @@ TEST_F(audit_tool, records_in_step_with_their_netdevs_end_with_0_and_a_sentence)
     EXPECT_EQ(second.at("netdev").at("namespace"), "blue");
     const tool_result text = run_tool({"audit"});
     EXPECT_EQ(text.code, 0);
-    EXPECT_THAT(text.out, testing::EndsWith("2 records agree with the kernel, and no netdev named as the "
-                                            "library names VLANs and ports lacks its record.\n"));
+    EXPECT_THAT(text.out,
+                testing::EndsWith("2 records agree with the kernel, and no netdev named as the "
+                                  "library names VLANs and ports lacks its record. A loopback "
+                                  "without a record is not found: it is a bridge like any other.\n"));
 }
 
 TEST_F(audit_tool, state_of_the_netdev_is_shown) {
@@ -156,6 +159,56 @@ TEST_F(audit_tool, command_given_for_a_netdev_without_a_record_removes_it) {
                 HasSubstr("0 records: 0 in order, 0 findings; 1 netdev without a record."));
     EXPECT_EQ(output_of(found.at("command")), "");
     EXPECT_EQ(audit(0).at("unrecorded").size(), 0u);
+}
+
+TEST_F(audit_tool, remedy_of_a_finding_puts_it_right) {
+    make_loopback(1, "loop1", "blue");
+    make_loopback(2, "loop2", "blue");
+    make_loopback(3, "loop3", "red");
+    make_netdev("pk0", "blue");
+    yb_net_interface_params_t params = port_params("pk0", "blue");
+    params.type = YB_L2_INTERFACE_TYPE_PKEY;
+    add(4, ifindex_of("pk0", "blue"), params);
+    make_loopback(5, "loop5", "blue");
+    ip({"-n", "blue", "link", "del", "loop1"});
+    ip({"-n", "blue", "link", "set", "loop2", "name", "it's"});
+    ip({"netns", "del", "red"});
+    ip({"-n", "blue", "link", "set", "pk0", "netns", "1"});
+    ip({"-n", "blue", "link", "del", "loop5"});
+    ip({"-n", "blue", "link", "add", "name", "loop5", "index", "4711", "type", "bridge"});
+    const json document = audit(1);
+    const auto remedy_of = [&](uint32_t sys_ifindex) {
+        return record_of(document, sys_ifindex).at("remedy").get<std::string>();
+    };
+    EXPECT_EQ(remedy_of(1), "ybnetctl interface destroy 1 --record-only");
+    EXPECT_EQ(remedy_of(2), "ip -n blue link set dev 'it'\\''s' name loop2");
+    EXPECT_EQ(remedy_of(3), "ybnetctl interface destroy 3 --record-only");
+    EXPECT_THAT(remedy_of(5), testing::StartsWith("ybnetctl interface destroy 5 #"));
+    EXPECT_THAT(run_tool({"audit"}).out,
+                testing::ContainsRegex("SYSIF +NAME +PUT RIGHT BY\n +1 +loop1 +ybnetctl interface destroy 1 "
+                                       "--record-only\n"));
+    for (const uint32_t sys_ifindex : {1U, 2U, 3U, 5U})
+        EXPECT_EQ(output_of("ybnetctl() { '" YBNETCTL "' \"$@\"; }; " + remedy_of(sys_ifindex)), "")
+            << sys_ifindex;
+    EXPECT_EQ(remedy_of(4), "ip link set dev pk0 netns blue");
+    EXPECT_EQ(output_of(remedy_of(4)), "");
+    const json after = audit(0);
+    EXPECT_EQ(after.at("records").size(), 2u); // 2 and 4
+    EXPECT_EQ(after.at("records")[0].at("remedy"), nullptr);
+}
+
+TEST_F(audit_tool, verdict_beside_a_lock_holder_is_not_certain) {
+    make_loopback(1, "loop1", "");
+    net_lib_db_interface_lock_acquire();
+    const tool_result text = run_tool({"audit"});
+    const json document = json::parse(run_tool({"--json", "audit"}).out);
+    net_lib_db_interface_lock_release();
+    EXPECT_THAT(text.out,
+                testing::EndsWith("\nNot certain: the lock was held while this was read, so a finding "
+                                  "may be a change that was half done, and one may be missing. Run it "
+                                  "again.\n"));
+    EXPECT_EQ(document.at("summary").at("certain"), false);
+    EXPECT_EQ(document.at("summary").at("agrees"), true);
 }
 
 TEST_F(audit_tool, findings_only_leaves_out_what_is_in_order) {

@@ -23,6 +23,12 @@ struct audit_options {
 struct audit_reading {
     segment_copy copy;
     audit_result result;
+    bool steady = true; // the records were the same before and after the netdevs were read
+
+    // Whether nothing was being changed meanwhile; else a finding may be a change that was half done.
+    [[nodiscard]] bool certain() const {
+        return steady && copy.settled && copy.lock_seen_free;
+    }
 };
 
 // The default namespace first, then those of the system and of the records.
@@ -47,8 +53,9 @@ audit_reading read_both(const session &run) {
         const std::vector<recorded_interface> records = recorded_interfaces(copy);
         const std::vector<namespace_view> views = view_all(records);
         segment_copy again = read_contents(run, segment_kind::interfaces);
-        if (round == rounds_max || recorded_interfaces(again) == records)
-            return {std::move(copy), audit(records, views)};
+        const bool steady = recorded_interfaces(again) == records;
+        if (steady || round == rounds_max)
+            return {std::move(copy), audit(records, views), steady};
         copy = std::move(again);
     }
 }
@@ -81,6 +88,7 @@ json to_json(const audited_record &each) {
             {"vlan_id", record.vlan_id ? json(*record.vlan_id) : json(nullptr)},
             {"finding", key_of(each.what)},
             {"explanation", each.explanation.empty() ? json(nullptr) : json(each.explanation)},
+            {"remedy", each.remedy.empty() ? json(nullptr) : json(each.remedy)},
             {"netdev", netdev}};
 }
 
@@ -108,6 +116,7 @@ void print_json(session &run, const audit_reading &read, const audit_options &op
                 {"namespaces_unseen", unseen},
                 {"summary",
                  {{"agrees", result.agrees()},
+                  {"certain", read.certain()},
                   {"records", result.records.size()},
                   {"ok", result.count(finding::ok)},
                   {"findings", count_of_findings(result)},
@@ -132,7 +141,7 @@ std::string counted(size_t count, const std::string &one, const std::string &man
     return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
-std::string summary_of(const audit_result &result) {
+std::string verdict_on(const audit_result &result) {
     if (result.agrees())
         return counted(result.records.size(), "record agrees", "records agree") +
                " with the kernel, and no netdev named as the library names VLANs and ports lacks its record.";
@@ -142,6 +151,28 @@ std::string summary_of(const audit_result &result) {
     if (result.count(finding::unseen) != 0)
         text += ", " + std::to_string(result.count(finding::unseen)) + " that could not be looked at";
     return text + "; " + counted(result.unrecorded.size(), "netdev", "netdevs") + " without a record.";
+}
+
+std::string summary_of(const audit_reading &read) {
+    std::string text = verdict_on(read.result) +
+                       " A loopback without a record is not found: it is a bridge like any other.\n";
+    if (!read.certain())
+        text += std::string("Not certain: ") +
+                (!read.steady || !read.copy.settled ? "records kept changing while this was read"
+                                                    : "the lock was held while this was read") +
+                ", so a finding may be a change that was half done, and one may be missing. Run it again.\n";
+    return text;
+}
+
+void print_remedies(session &run, const audit_result &result) {
+    table remedies({{"SYSIF", side::right}, {"NAME"}, {"PUT RIGHT BY"}});
+    for (const audited_record &each : result.records)
+        if (!each.remedy.empty())
+            remedies.add({each.record.sys_ifindex, printable(each.record.name), printable(each.remedy)});
+    if (remedies.size() == 0)
+        return;
+    remedies.print(run.out, run.colourful());
+    run.out << '\n';
 }
 
 void print_text(session &run, const audit_reading &read, const audit_options &options) {
@@ -166,6 +197,7 @@ void print_text(session &run, const audit_reading &read, const audit_options &op
         records.print(run.out, run.colourful());
         run.out << '\n';
     }
+    print_remedies(run, result);
     if (!result.unrecorded.empty()) {
         table unrecorded({{"WITHOUT A RECORD"},
                           {"LINUX", side::right},
@@ -182,7 +214,7 @@ void print_text(session &run, const audit_reading &read, const audit_options &op
     }
     for (const unseen_namespace &each : result.unseen)
         run.out << "Not looked at: " << namespace_in_words(each.name) << " (" << each.reason << ")\n";
-    run.out << summary_of(result) << '\n';
+    run.out << summary_of(read);
 }
 
 void run_audit(session &run, const audit_options &options) {
@@ -198,29 +230,22 @@ void run_audit(session &run, const audit_options &options) {
 
 constexpr const char *notes =
     "Each record gets one finding: ok; kind (the netdev is not what the record says, above all a VLAN with "
-    "another "
-    "id, which an edit leaves behind on kernels that keep a VLAN's tag); duplicate (two records for one "
-    "netdev); "
-    "renamed (the ifindex is there, under another name); other_ifindex (the name is there, with another "
-    "ifindex); "
-    "moved (the name is in another namespace); gone; no_namespace; unseen (no right to enter its "
-    "namespace).\n\n"
+    "another id, which an edit leaves behind on kernels that keep a VLAN's tag); duplicate (two records for "
+    "one netdev); renamed (the ifindex is there, under another name); other_ifindex (the name is there, with "
+    "another ifindex); moved (the name is in another namespace); gone; no_namespace; unseen (no right to "
+    "enter its namespace). What is not in order comes with the command that puts it right.\n\n"
     "Looked at are the caller's namespace, which stands for the default one, and every one under /run/netns. "
-    "Netdevs "
-    "named as the library names its own (vlanN, swidN_eth.N, PORT.N, ports of the switch's driver) that no "
-    "record "
-    "has are listed with the command that removes them. Interfaces that are being made while the audit runs "
-    "may be "
-    "among them: run it again before removing anything.\n\n"
+    "Netdevs named as the library names its own (vlanN, swidN_eth.N, PORT.N, ports of the switch's driver) "
+    "that no record has are listed with the command that removes them. A loopback without a record is not "
+    "among them: it is a bridge with a name of its owner's choice, and cannot be told from any other. "
+    "Interfaces that are being made while the audit runs may be: where the lock was held, or records changed "
+    "meanwhile, the audit says that it is not certain, and is to be run again before anything is removed.\n\n"
     "Exit code 0 when everything agrees, 1 when there is any finding, netdev without a record or record that "
-    "could "
-    "not be looked at, 3 when there is no database.\n\n"
-    "JSON keys: records (sys_ifindex, linux_ifindex, name, namespace, type, vlan_id, finding, explanation, "
-    "netdev: "
-    "name, linux_ifindex, kind, vlan_id, up, carrier, namespace), unrecorded (those of netdev, and command), "
-    "namespaces_unseen (namespace, reason), summary (agrees, records, ok, findings, unseen, unrecorded), "
-    "settled, "
-    "lock_seen_free.";
+    "could not be looked at, 3 when there is no database.\n\n"
+    "JSON: records (sys_ifindex, linux_ifindex, name, namespace, type, vlan_id, finding, explanation, remedy "
+    "(a line for a shell, or null), netdev: name, linux_ifindex, kind, vlan_id, up, carrier, namespace), "
+    "unrecorded (those of netdev, and command), namespaces_unseen (namespace, reason), summary (agrees, "
+    "certain, records, ok, findings, unseen, unrecorded), settled, lock_seen_free.";
 
 } // namespace
 

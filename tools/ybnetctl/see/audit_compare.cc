@@ -7,6 +7,8 @@
 #include <map>
 #include <set>
 
+#include "tools/ybnetctl/see/audit_remedy.h"
+#include "tools/ybnetctl/shell_word.h"
 #include "tools/ybnetctl/table.h"
 
 namespace ybnetctl {
@@ -185,6 +187,7 @@ audited_record compare(const recorded_interface &record, const places &where, co
         break;
     }
     look_for_duplicates(audited, where, all);
+    audited.remedy = remedy_of(audited);
     return audited;
 }
 
@@ -231,20 +234,6 @@ std::set<std::string> names_of_ports(const std::vector<recorded_interface> &reco
     return names;
 }
 
-// As a shell takes it.
-std::string shell_word(const std::string &text) {
-    const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               std::string("._-@:+=").find(c) != std::string::npos;
-    });
-    if (plain)
-        return text;
-    std::string word = "'";
-    for (const char c : text)
-        word += c == '\'' ? "'\\''" : std::string(1, c);
-    return word + '\'';
-}
-
 // Past those that the audited records turned out to stand for.
 std::vector<unrecorded_netdev> find_unrecorded(const std::vector<recorded_interface> &records,
                                                const std::vector<audited_record> &audited,
@@ -262,9 +251,7 @@ std::vector<unrecorded_netdev> find_unrecorded(const std::vector<recorded_interf
             if (!is_named_like_ours(device, ports) || all.names.contains({place, device.name}) ||
                 all.by_ifindex.contains({place, device.ifindex}) || taken.contains({place, device.ifindex}))
                 continue;
-            found.push_back({ns, device,
-                             "ip " + (ns.empty() ? "" : "-n " + shell_word(ns) + ' ') + "link del dev " +
-                                 shell_word(device.name)});
+            found.push_back({ns, device, ip_in(ns) + "link del dev " + shell_word(device.name)});
         }
     }
     return found;

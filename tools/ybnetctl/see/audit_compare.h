@@ -35,6 +35,7 @@ struct audited_record {
     std::string explanation = {};      // "" when all is well
     std::optional<netdev> device = {}; // the netdev that was found
     std::string found_in = {};         // its namespace
+    std::string remedy = {};           // audit_remedy.h
 };
 
 // A netdev named as the library names its own, which no record has.

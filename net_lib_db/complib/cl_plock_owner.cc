@@ -12,19 +12,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "net_lib_db/complib/cl_plock_bytes.h"
+
 namespace {
 
 // ---- The bytes --------------------------------------------------------------
 
-// Beyond any file; id above namespace, so that all bytes of one id are one range.
-constexpr off_t bytes_begin = off_t{1} << 60;
-constexpr int id_shift = 32;
-constexpr off_t bytes_of_one_id = off_t{1} << id_shift;
+using namespace cl_plock_bytes;
 constexpr uint32_t id_max = 1U << 22; // the kernel's own limit
-
-off_t first_byte_of(uint32_t id) {
-    return bytes_begin + (static_cast<off_t>(id) << id_shift);
-}
 
 bool lock_bytes(int descriptor, int command, short type, off_t start, off_t length) {
     struct flock range = {};

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <pthread.h>
 
+#include "net_lib_db/complib/cl_plock_bytes.h"
+
 namespace ybnetctl {
 
 lock_words lock_words_of(const net_lib_db_trailer_t &trailer) {
@@ -23,14 +25,11 @@ lock_words lock_words_of(const net_lib_db_trailer_t &trailer) {
 }
 
 std::optional<bool> is_announced(int descriptor, uint32_t thread) {
-    // One range of bytes for each id, a byte in it for each namespace (cl_plock_owner.cc).
-    constexpr off_t begin = off_t{1} << 60;
-    constexpr int shift = 32;
     struct flock range {};
     range.l_type = F_WRLCK; // would conflict with every announcement
     range.l_whence = SEEK_SET;
-    range.l_start = begin + (static_cast<off_t>(thread) << shift);
-    range.l_len = off_t{1} << shift;
+    range.l_start = cl_plock_bytes::first_byte_of(thread);
+    range.l_len = cl_plock_bytes::bytes_of_one_id; // a byte for each namespace
     if (fcntl(descriptor, F_OFD_GETLK, &range) != 0)
         return std::nullopt;
     return range.l_type != F_UNLCK;

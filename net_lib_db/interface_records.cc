@@ -41,17 +41,17 @@ entry_t *find_by_sys_ifindex(uint32_t sys_ifindex) {
     return nullptr;
 }
 
-using ns_text = text_field<YB_NET_NS_NAME_SIZE>;
-using vrf_text = text_field<YB_NET_VRF_NAME_SIZE>;
+using ns_key = field_key<YB_NET_NS_NAME_SIZE>;
+using vrf_key = field_key<YB_NET_VRF_NAME_SIZE>;
 
 // vrf NULL: any VRF.
-bool same_netdev(const entry_t &entry, uint32_t linux_ifindex, const ns_text &ns, const vrf_text *vrf) {
+bool same_netdev(const entry_t &entry, uint32_t linux_ifindex, const ns_key &ns, const vrf_key *vrf) {
     return entry.record.linux_ifindex == linux_ifindex && entry.in_use != 0 &&
            ns.equals(entry.record.params.ns_name) &&
            (vrf == nullptr || vrf->equals(entry.record.params.vrf_name));
 }
 
-entry_t *find_by_linux_ifindex(uint32_t linux_ifindex, const ns_text &ns, const vrf_text *vrf) {
+entry_t *find_by_linux_ifindex(uint32_t linux_ifindex, const ns_key &ns, const vrf_key *vrf) {
     entry_t *const table = entries();
     for (uint32_t i = 0; i < YB_NET_INTERFACES_MAX; i++) {
         if (same_netdev(table[i], linux_ifindex, ns, vrf))
@@ -66,7 +66,7 @@ struct add_place {
 };
 
 // Both duplicate checks and the search for a free slot in one pass.
-add_place find_place(uint32_t sys_ifindex, uint32_t linux_ifindex, const ns_text &ns, const vrf_text *vrf) {
+add_place find_place(uint32_t sys_ifindex, uint32_t linux_ifindex, const ns_key &ns, const vrf_key *vrf) {
     entry_t *const table = entries();
     entry_t *free_entry = nullptr;
     for (uint32_t i = 0; i < YB_NET_INTERFACES_MAX; i++) {
@@ -126,8 +126,8 @@ YB_EXPORT yb_status_t net_lib_db_interface_add_full(uint32_t sys_ifindex, uint32
     if (!INTERFACES_LOADED())
         return YB_STATUS_DB_NOT_INITIALIZED;
     const yb_net_interface_params_t own = *params; // before the lock: the caller's pointer may be bad
-    const ns_text ns = text_of_field(own.ns_name);
-    const vrf_text vrf = text_of_field(own.vrf_name);
+    const ns_key ns = key_of_field(own.ns_name);
+    const vrf_key vrf = key_of_field(own.vrf_name);
 
     if (take_lock != 0)
         segment_lock(interfaces_segment);
@@ -138,7 +138,7 @@ YB_EXPORT yb_status_t net_lib_db_interface_add_full(uint32_t sys_ifindex, uint32
             YB_LEVEL_ERROR,
             "Interface with system ifindex %d or linux_ifindex %u in namespace %s already exists in "
             "the Net-lib Interfaces DB\n",
-            static_cast<int32_t>(sys_ifindex), linux_ifindex, ns.text);
+            static_cast<int32_t>(sys_ifindex), linux_ifindex, text_of_field(own.ns_name).text);
         status = YB_STATUS_ENTRY_ALREADY_EXISTS;
     } else if (place.free_entry == nullptr) {
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Net-lib Interfaces DB is full, cannot add a new entry\n");
@@ -257,8 +257,8 @@ YB_EXPORT yb_status_t net_lib_db_interface_get_by_linux_ifindex_ns_vrf(uint32_t 
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "VRF name is NULL\n");
         return YB_STATUS_PARAM_NULL;
     }
-    const ns_text ns = text_of_string<YB_NET_NS_NAME_SIZE>(ns_name);
-    const vrf_text vrf = text_of_string<YB_NET_VRF_NAME_SIZE>(vrf_name);
+    const ns_key ns = key_of_string<YB_NET_NS_NAME_SIZE>(ns_name);
+    const vrf_key vrf = key_of_string<YB_NET_VRF_NAME_SIZE>(vrf_name);
     if (!copy_record([&] { return find_by_linux_ifindex(linux_ifindex, ns, &vrf); }, out)) {
         LOG_NO_LINUX_IFINDEX(linux_ifindex);
         return YB_STATUS_ENTRY_NOT_FOUND;
@@ -275,7 +275,7 @@ YB_EXPORT yb_status_t net_lib_db_interface_get_by_linux_ifindex_ns(uint32_t linu
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Namespace name is NULL\n");
         return YB_STATUS_PARAM_NULL;
     }
-    const ns_text ns = text_of_string<YB_NET_NS_NAME_SIZE>(ns_name);
+    const ns_key ns = key_of_string<YB_NET_NS_NAME_SIZE>(ns_name);
     if (!copy_record([&] { return find_by_linux_ifindex(linux_ifindex, ns, nullptr); }, out)) {
         LOG_NO_LINUX_IFINDEX(linux_ifindex);
         return YB_STATUS_ENTRY_NOT_FOUND;

@@ -2,21 +2,15 @@
 //
 // Names that come from outside: fixed char fields of parameter blocks and
 // records, which may lack their NUL, and callers' strings. text_field is a
-// NUL-terminated copy that never reads past the field.
+// NUL-terminated copy that never reads past the field; field_key is what a
+// name is looked for by, nothing copied.
 #ifndef YBNET_NET_LIB_DB_TEXT_FIELD_H
 #define YBNET_NET_LIB_DB_TEXT_FIELD_H
 
 #include <cstddef>
 #include <cstring>
 
-template <size_t size> struct text_field {
-    char text[size + 1];
-    bool too_long; // a caller's string that no field can hold
-
-    bool equals(const char (&field)[size]) const {
-        return !too_long && strncmp(text, field, size) == 0;
-    }
-};
+template <size_t size> struct text_field { char text[size + 1]; };
 
 template <size_t size> text_field<size> text_of_field(const char (&field)[size]) {
     text_field<size> copy = {};
@@ -24,12 +18,34 @@ template <size_t size> text_field<size> text_of_field(const char (&field)[size])
     return copy;
 }
 
-template <size_t size> text_field<size> text_of_string(const char *string) {
-    text_field<size> copy = {};
-    const size_t length = strnlen(string, size);
-    memcpy(copy.text, string, length);
-    copy.too_long = length == size && string[length] != '\0';
-    return copy;
+// Names are a few characters long: compared in line, which costs less than a call.
+template <size_t size> struct field_key {
+    const char *text;
+    size_t length; // of text in the field; size + 1 when no field can hold it
+
+    bool equals(const char (&field)[size]) const {
+        if (length > size)
+            return false;
+        for (size_t i = 0; i < length; i++) {
+            if (field[i] != text[i])
+                return false;
+        }
+        return length == size || field[length] == '\0';
+    }
+};
+
+template <size_t size> field_key<size> key_of_field(const char (&field)[size]) {
+    size_t length = 0;
+    while (length < size && field[length] != '\0')
+        length++;
+    return {field, length};
+}
+
+template <size_t size> field_key<size> key_of_string(const char *string) {
+    size_t length = 0;
+    while (length <= size && string[length] != '\0')
+        length++;
+    return {string, length};
 }
 
 #endif

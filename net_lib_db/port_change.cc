@@ -23,13 +23,20 @@ bool is_spare(const entry_t &bucket) {
            memcmp(bucket.reserved, nothing.reserved, sizeof(nothing.reserved)) == 0;
 }
 
-// The next spare bucket, in the table's order; NULL in a table full of ports.
+// Where the last spare bucket was found: more often than not it still is one. Used under the lock.
+uint16_t last_spare;
+
+// A spare bucket, else the next one in the table's order; NULL in a table full of ports.
 entry_t *find_spare(const entry_t &bucket) {
     entry_t *const table = ports_body().port_table;
+    if (is_spare(table[last_spare]))
+        return &table[last_spare];
     const uint16_t start = index_of(bucket);
     for (auto index = static_cast<uint16_t>(start + 1); index != start; index++) {
-        if (is_spare(table[index]))
+        if (is_spare(table[index])) {
+            last_spare = index;
             return &table[index];
+        }
     }
     return nullptr;
 }

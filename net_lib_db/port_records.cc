@@ -136,17 +136,16 @@ YB_EXPORT yb_status_t net_lib_db_port_remove(uint32_t sys_ifindex) {
     }
 
     segment_lock(ports_segment);
-    uint16_t index = 0;
-    const yb_status_t status = __net_lib_hashtable_entry_get(sys_ifindex, &index);
-    if (status != YB_STATUS_SUCCESS) {
+    entry_t *const bucket = port_find(sys_ifindex);
+    if (bucket == nullptr) {
         LOG_NO_ENTRY(sys_ifindex);
     } else {
         // Shared format: the hash stays, and with it the bucket's place in the chains of other ports.
-        port_delete(ports_body().port_table[index]);
+        port_delete(*bucket);
     }
     segment_flush(ports_segment); // also when nothing was found
     segment_unlock(ports_segment);
-    return status;
+    return bucket != nullptr ? YB_STATUS_SUCCESS : YB_STATUS_ENTRY_NOT_FOUND;
 }
 
 YB_EXPORT yb_status_t net_lib_db_port_get(uint32_t sys_ifindex, yb_net_port_info_t *out) {
@@ -158,17 +157,17 @@ YB_EXPORT yb_status_t net_lib_db_port_get(uint32_t sys_ifindex, yb_net_port_info
     }
 
     segment_lock(ports_segment);
-    uint16_t index = 0;
     info_t copy;
-    const yb_status_t status = __net_lib_hashtable_entry_get(sys_ifindex, &index);
-    if (status != YB_STATUS_SUCCESS)
+    const entry_t *const bucket = port_find(sys_ifindex);
+    if (bucket == nullptr)
         LOG_NO_ENTRY(sys_ifindex);
     else
-        copy = ports_body().port_table[index].info; // an empty bucket's too
+        copy = bucket->info; // an empty bucket's too
     segment_unlock(ports_segment);
-    if (status == YB_STATUS_SUCCESS)
-        *out = copy;
-    return status;
+    if (bucket == nullptr)
+        return YB_STATUS_ENTRY_NOT_FOUND;
+    *out = copy;
+    return YB_STATUS_SUCCESS;
 }
 
 YB_EXPORT yb_status_t net_lib_db_ports_get_all(uint32_t protocol, yb_net_port_info_t *out_ports,
@@ -292,13 +291,12 @@ YB_EXPORT yb_status_t net_lib_db_port_lag_set(uint32_t sys_ifindex, uint32_t log
     }
 
     segment_lock(ports_segment);
-    uint16_t index = 0;
-    const yb_status_t status = __net_lib_hashtable_entry_get(sys_ifindex, &index);
-    if (status != YB_STATUS_SUCCESS)
+    entry_t *const bucket = port_find(sys_ifindex);
+    if (bucket == nullptr)
         LOG_NO_ENTRY(sys_ifindex);
     else
-        ports_body().port_table[index].info.lag_log_port = log_port; // an empty bucket's too
+        bucket->info.lag_log_port = log_port; // an empty bucket's too
     // Not flushed, alone among the changes.
     segment_unlock(ports_segment);
-    return status;
+    return bucket != nullptr ? YB_STATUS_SUCCESS : YB_STATUS_ENTRY_NOT_FOUND;
 }

@@ -146,29 +146,32 @@ yb_status_t __net_lib_hashtable_entry_get(uint32_t sys_ifindex, uint16_t *out_in
         NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Received NULL pointer.\n");
         return YB_STATUS_PARAM_ERROR;
     }
+    entry_t *const bucket = port_find(sys_ifindex);
+    if (bucket == nullptr)
+        return YB_STATUS_ENTRY_NOT_FOUND;
+    *out_index = static_cast<uint16_t>(bucket - buckets());
+    return YB_STATUS_SUCCESS;
+}
+
+entry_t *port_find(uint32_t sys_ifindex) {
     const uint16_t home = home_of(get_crc_area, sys_ifindex);
-    const entry_t *const table = buckets();
+    entry_t *const table = buckets();
     uint16_t index = home;
     uint16_t probes = 0;
     do {
-        const entry_t &bucket = table[index];
-        // Shared format: an empty bucket ends the search as a success, and the caller works on that bucket.
-        if (is_empty(bucket)) {
-            *out_index = index;
-            return YB_STATUS_SUCCESS;
-        }
+        entry_t &bucket = table[index];
+        // First, as most searches end here at once; such a bucket is as far from its home as the search, so the
+        // rule below does not concern it. A tombstone's key is 0 and never matches. Shared format: an empty
+        // bucket ends the search as a success too, and the caller works on that bucket.
+        if ((bucket.hash == home && bucket.sys_ifindex == sys_ifindex) || is_empty(bucket))
+            return &bucket;
         if (distance_of(index, bucket) < probes)
             break; // the key would have taken this bucket
-        // A tombstone's key is 0 and never matches.
-        if (bucket.hash == home && bucket.sys_ifindex == sys_ifindex) {
-            *out_index = index;
-            return YB_STATUS_SUCCESS;
-        }
         index++;
         probes++;
     } while (index != home);
 
     NET_LIB_DB_LOG(YB_LEVEL_ERROR, "Netlib ports DB - port with sys_ifindex 0x%x cannot be found in the DB\n",
                    sys_ifindex);
-    return YB_STATUS_ENTRY_NOT_FOUND;
+    return nullptr;
 }

@@ -23,8 +23,11 @@ yb_status_t __net_lib_hashtable_entry_set(uint32_t sys_ifindex, const yb_net_por
                                           net_lib_port_entry_t *scratch, uint16_t *out_index,
                                           net_lib_port_entry_t **out_existing);
 
-// Finds the bucket of sys_ifindex, or the empty one that ended the search. YB_STATUS_PARAM_ERROR for a NULL
-// out_index (ERROR), YB_STATUS_ENTRY_NOT_FOUND when the search ended otherwise (ERROR).
+// The bucket of sys_ifindex, or the empty one that ended the search; NULL when it ended otherwise (ERROR).
+net_lib_port_entry_t *port_find(uint32_t sys_ifindex);
+
+// port_find() by index. YB_STATUS_PARAM_ERROR for a NULL out_index (ERROR), YB_STATUS_ENTRY_NOT_FOUND when there is
+// no bucket.
 yb_status_t __net_lib_hashtable_entry_get(uint32_t sys_ifindex, uint16_t *out_index);
 
 #endif

@@ -51,8 +51,8 @@ yb_status_t __ifinfomsg_to_event_data_struct(const link_event &link, yb_net_if_e
 }
 
 yb_status_t __yb_net_if_state_event_receive(const int32_t *fd, yb_net_if_event_t *event) {
-    // Zeroed, and a failed receive counts as no bytes: it must not pass for what an earlier one left here.
-    alignas(struct nlmsghdr) std::byte buffer[receive_buffer_size] = {};
+    // Not cleared: nothing is read but what was received, and a failed receive counts as no bytes.
+    alignas(struct nlmsghdr) std::byte buffer[receive_buffer_size];
     const ssize_t received = recv(*fd, buffer, sizeof(buffer), 0);
     const int reason = received < 0 ? errno : 0;
     if (received == 0) {

@@ -4,6 +4,7 @@
 // how it ends.
 #include <poll.h>
 #include <regex>
+#include <thread>
 
 #include "tests/ybnetctl/monitor_fixture.h"
 #include "ybnet/yb_net_event.h"
@@ -231,6 +232,18 @@ TEST_F(monitor_tool, interrupt_and_termination_end_it_with_0) {
         running_monitor monitor({});
         EXPECT_EQ(monitor.end(signal), 0);
         EXPECT_EQ(monitor.errors(), "");
+    }
+}
+
+// timeout(1) signals its child and then the whole group.
+TEST_F(monitor_tool, being_told_to_end_again_and_again_ends_it_with_0_too) {
+    for (int round = 0; round < 5; round++) {
+        running_monitor monitor({});
+        for (int i = 0; i < 2000; i++) {
+            monitor.process().signal(SIGTERM);
+            std::this_thread::sleep_for(std::chrono::microseconds(10));
+        }
+        ASSERT_EQ(monitor.wait(), 0) << round;
     }
 }
 

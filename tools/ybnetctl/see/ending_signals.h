@@ -32,10 +32,10 @@ class ending_signals {
         pipe_before_ = std::signal(SIGPIPE, SIG_IGN);
     }
     ~ending_signals() {
+        // Who was told to end is about to, and may be told twice (timeout(1) does): that must not kill it meanwhile.
         signalfd_siginfo taken{};
-        while (read(descriptor_.number(), &taken, sizeof(taken)) > 0)
-            continue; // or it would end the program after all
-        (void)sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
+        if (read(descriptor_.number(), &taken, sizeof(taken)) < 0)
+            (void)sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
         (void)std::signal(SIGPIPE, pipe_before_);
     }
     ending_signals(const ending_signals &) = delete;

@@ -329,11 +329,11 @@ void add_monitor_command(command_line &line) {
     CLI::App *const command = add_command<monitor_options>(
         &line.app(), line, "monitor", "Show link events as they come, with their system ifindexes", declare,
         [](session &run, const monitor_options &options) { monitor(run, options).watch_until_the_end(); },
-        {{"timeout --preserve-status 1 ybnetctl monitor",
-          "the events of one second in the caller's namespace"},
-         {"timeout --preserve-status 1 ybnetctl --json monitor --all-netns",
+        {{"timeout --preserve-status 3 ybnetctl monitor",
+          "the events of three seconds in the caller's namespace"},
+         {"timeout --preserve-status 3 ybnetctl --json monitor --all-netns",
           "as JSON, in every namespace that records name"},
-         {"timeout --preserve-status 1 ybnetctl monitor --interface 110", "what happens to one interface"}});
+         {"timeout --preserve-status 3 ybnetctl monitor --interface 110", "what happens to one interface"}});
     line.add_notes(command, notes);
 }
 

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The interfaces database and the making of a netdev, each next to its floor
-// (floors.h): load and unload, lookups, add and remove in a half-full table,
-// and a loopback bridge.
+// The interfaces database: lookups in a table that is full but for one slot, and
+// adding to and removing from it, each next to its floor (floors.h) and lookups
+// also next to a scan with vector instructions.
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
 
 #include "bench/floors.h"
-#include "bench/ratio_reporter.h"
+#include "bench/run_benchmarks.h"
 #include "bench/sandboxed.h"
-#include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"
 
 namespace {
@@ -20,8 +19,6 @@ constexpr uint32_t first_key = 100'000;
 constexpr uint32_t absent_key = 7;
 constexpr const char *ns = "blue";
 
-floor_segment *the_floor;
-
 yb_net_interface_params_t params_of(const char *ns_name) {
     yb_net_interface_params_t params = {};
     params.type = YB_L2_INTERFACE_TYPE_LOOPBACK;
@@ -29,7 +26,7 @@ yb_net_interface_params_t params_of(const char *ns_name) {
     return params;
 }
 
-// Record number i, of the library's table and of the floor's.
+// Record number i of the table.
 net_lib_db_interface_entry_t entry_of(uint32_t i) {
     net_lib_db_interface_entry_t entry = {};
     entry.record = {first_key + i, first_key + i, params_of(ns), YB_NET_RIF_NONE, YB_NET_VRID_NONE};
@@ -43,7 +40,6 @@ void fill() {
         if (net_lib_db_interface_add(entry.record.sys_ifindex, entry.record.linux_ifindex,
                                      &entry.record.params) != YB_STATUS_SUCCESS)
             abort();
-        the_floor->body().entries[i] = entry;
     }
 }
 
@@ -58,7 +54,15 @@ void get(benchmark::State &state, uint32_t key) {
 void get_floor(benchmark::State &state, uint32_t key) {
     yb_net_interface_record_t record;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(floor_get(*the_floor, key, &record));
+        benchmark::DoNotOptimize(floor_get(key, &record));
+        benchmark::DoNotOptimize(record);
+    }
+}
+
+void get_vectorised(benchmark::State &state, uint32_t key) {
+    yb_net_interface_record_t record;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(vector_get(key, &record));
         benchmark::DoNotOptimize(record);
     }
 }
@@ -74,7 +78,7 @@ void get_by_netdev(benchmark::State &state, uint32_t linux_ifindex) {
 void get_by_netdev_floor(benchmark::State &state, uint32_t linux_ifindex) {
     yb_net_interface_record_t record;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(floor_get_by_netdev(*the_floor, linux_ifindex, ns, &record));
+        benchmark::DoNotOptimize(floor_get_by_netdev(linux_ifindex, ns, &record));
         benchmark::DoNotOptimize(record);
     }
 }
@@ -93,37 +97,20 @@ void add_and_remove_floor(benchmark::State &state) {
     entry.record.sys_ifindex = absent_key;
     entry.record.linux_ifindex = absent_key;
     for (auto _ : state)
-        floor_add_and_remove(*the_floor, entry);
-}
-
-// One more bridge a round, removed outside the measured time.
-template <typename make_t> void make_bridges(benchmark::State &state, make_t make) {
-    for (auto _ : state) {
-        if (!make())
-            state.SkipWithError("the bridge was not made");
-        state.PauseTiming();
-        (void)yb_net_interface_set(YB_ACCESS_CMD_DESTROY, absent_key, nullptr);
-        (void)std::system("ip link del dev bench0 2>/dev/null");
-        state.ResumeTiming();
-    }
-}
-
-void loopback_create(benchmark::State &state) {
-    make_bridges(state, [] {
-        yb_net_interface_params_t params = params_of("");
-        (void)snprintf(params.name, sizeof(params.name), "bench0");
-        return yb_net_interface_set(YB_ACCESS_CMD_CREATE, absent_key, &params) == YB_STATUS_SUCCESS;
-    });
-}
-
-void loopback_create_floor(benchmark::State &state) {
-    make_bridges(state, [] { return std::system("ip link add name bench0 type bridge") == 0; });
+        floor_add_and_remove(entry);
 }
 
 void register_pair(const char *name, void (*run)(benchmark::State &, uint32_t),
                    void (*floor)(benchmark::State &, uint32_t), uint32_t key) {
     benchmark::RegisterBenchmark(name, run, key);
     benchmark::RegisterBenchmark((std::string(name) + "/floor").c_str(), floor, key);
+}
+
+void register_get(const std::string &which, uint32_t key) {
+    const std::string name = "interface get, " + which;
+    register_pair(name.c_str(), get, get_floor, key);
+    if (has_vectors())
+        benchmark::RegisterBenchmark((name + "/avx2").c_str(), get_vectorised, key);
 }
 
 } // namespace
@@ -133,21 +120,17 @@ int main(int argc, char **argv) {
         return 1;
     if (net_lib_db_interfaces_load(0) != YB_STATUS_SUCCESS)
         return 1;
-    floor_segment floor;
-    the_floor = &floor;
     fill();
 
-    register_pair("interface get, first", get, get_floor, first_key);
-    register_pair("interface get, middle", get, get_floor, first_key + records / 2);
-    register_pair("interface get, last", get, get_floor, first_key + records - 1);
-    register_pair("interface get, missing", get, get_floor, absent_key);
+    register_get("first", first_key);
+    register_get("middle", first_key + records / 2);
+    register_get("last", first_key + records - 1);
+    register_get("missing", absent_key);
     register_pair("interface get by netdev, first", get_by_netdev, get_by_netdev_floor, first_key);
     register_pair("interface get by netdev, last", get_by_netdev, get_by_netdev_floor,
                   first_key + records - 1);
     benchmark::RegisterBenchmark("interface add + remove", add_and_remove);
     benchmark::RegisterBenchmark("interface add + remove/floor", add_and_remove_floor);
-    benchmark::RegisterBenchmark("loopback create", loopback_create)->Iterations(20);
-    benchmark::RegisterBenchmark("loopback create/floor", loopback_create_floor)->Iterations(20);
     const int status = run_benchmarks(argc, argv);
     (void)net_lib_db_interfaces_unload(0);
     return status;

@@ -20,7 +20,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "bench/ratio_reporter.h"
+#include "bench/run_benchmarks.h"
 #include "bench/sandboxed.h"
 #include "ybnet/net_lib.h"
 #include "ybnet/net_lib_db.h"

@@ -6,7 +6,7 @@
 #include <sys/resource.h>
 
 #include "bench/floors.h"
-#include "bench/ratio_reporter.h"
+#include "bench/run_benchmarks.h"
 #include "bench/sandboxed.h"
 #include "ybnet/net_lib_db.h"
 

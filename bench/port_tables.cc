@@ -7,47 +7,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <pthread.h>
 #include <random>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include "bench/floor_lock.h"
 #include "ybnet/net_lib_db.h"
 #include "ybnet/platform/yb_util.h"
 
 namespace {
 
-constexpr size_t segment_size = sizeof(net_lib_db_ports_segment_t);
 constexpr size_t body_size = offsetof(net_lib_db_ports_segment_t, trailer);
 constexpr size_t sample_size = 1024;
 
 [[noreturn]] void give_up(const char *step) {
     perror(step);
     abort();
-}
-
-net_lib_db_ports_segment_t &map(const char *name, int flags) {
-    const int descriptor = shm_open(name, flags, 0600);
-    if (descriptor < 0 || ftruncate(descriptor, segment_size) != 0)
-        give_up(name);
-    void *const memory = mmap(nullptr, segment_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-    if (memory == MAP_FAILED)
-        give_up(name);
-    close(descriptor);
-    return *static_cast<net_lib_db_ports_segment_t *>(memory);
-}
-
-net_lib_db_ports_segment_t &make_floor() {
-    constexpr const char *name = "/ybnet_bench_ports_floor";
-    net_lib_db_ports_segment_t &body = map(name, O_RDWR | O_CREAT | O_EXCL);
-    shm_unlink(name);
-    pthread_rwlockattr_t attribute;
-    pthread_rwlockattr_init(&attribute);
-    pthread_rwlockattr_setpshared(&attribute, PTHREAD_PROCESS_SHARED);
-    pthread_rwlock_init(reinterpret_cast<pthread_rwlock_t *>(body.trailer.plock.rwlock), &attribute);
-    pthread_rwlockattr_destroy(&attribute);
-    return body;
 }
 
 uint32_t key_of(uint32_t i, keys choice) {
@@ -81,12 +54,7 @@ uint16_t home_of_port(uint32_t sys_ifindex) {
 }
 
 net_lib_db_ports_segment_t &library_segment() {
-    static net_lib_db_ports_segment_t &body = map(YB_NET_PORTS_SEGMENT_NAME, O_RDWR);
-    return body;
-}
-
-net_lib_db_ports_segment_t &floor_ports_segment() {
-    static net_lib_db_ports_segment_t &body = make_floor();
+    static auto &body = map_segment_again<net_lib_db_ports_segment_t>(YB_NET_PORTS_SEGMENT_NAME);
     return body;
 }
 
@@ -106,16 +74,14 @@ port_table::port_table(const char *table_name, uint32_t ports, keys choice) : na
         if (net_lib_db_port_set(key, &infos.back()) != YB_STATUS_SUCCESS)
             give_up("filling the ports database");
     }
-    while (fresh.size() < batch) {
+    while (fresh.size() < batch)
         fresh.push_back(next_key());
-        fresh_homes.push_back(home_of_port(fresh.back()));
-    }
     const auto *const bytes = reinterpret_cast<const uint8_t *>(&library_segment());
     contents_.assign(bytes, bytes + body_size);
 
-    for (uint32_t index = 0; index < YB_NET_PORTS_MAX; index++)
-        if (const net_lib_port_entry_t &bucket = library_segment().port_table[index]; bucket.hash != 0)
-            known.push_back({bucket.sys_ifindex, bucket.info.log_port, static_cast<uint16_t>(index)});
+    for (const net_lib_port_entry_t &bucket : library_segment().port_table)
+        if (bucket.hash != 0)
+            known.push_back({bucket.sys_ifindex, bucket.info.log_port});
     if (known.size() != ports)
         give_up("counting the ports");
     std::shuffle(known.begin(), known.end(), std::mt19937{ports});
@@ -125,7 +91,6 @@ port_table::port_table(const char *table_name, uint32_t ports, keys choice) : na
 
 void port_table::restore() const {
     memcpy(static_cast<void *>(&library_segment()), contents_.data(), body_size);
-    memcpy(static_cast<void *>(&floor_ports_segment()), contents_.data(), body_size);
     current = this;
 }
 

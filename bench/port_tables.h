@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Ports tables of several sizes, filled once through the library and kept as
-// bytes: a benchmark puts one back, into the library's segment and the floor's,
-// instead of growing the chains that removed ports leave behind.
+// bytes: a benchmark puts one back instead of growing the chains that removed
+// ports leave behind.
 #ifndef YBNET_BENCH_PORT_TABLES_H
 #define YBNET_BENCH_PORT_TABLES_H
 
@@ -16,11 +16,10 @@
 // 32 bits, which makes ports crowd.
 enum class keys { in_sequence, scattered };
 
-// A recorded port and where it lies.
+// A recorded port.
 struct known_port {
     uint32_t sys_ifindex;
     uint32_t log_port;
-    uint16_t bucket;
 };
 
 class port_table {
@@ -30,7 +29,7 @@ class port_table {
     // Erases the library's database and fills it with so many ports.
     port_table(const char *name, uint32_t ports, keys choice);
 
-    // Puts the contents back, into the library's segment and the floor's.
+    // Puts the contents back into the library's segment.
     void restore() const;
     // The same, unless the last table put back was this one and nobody has called spoiled() since.
     void use() const;
@@ -40,7 +39,6 @@ class port_table {
     std::vector<yb_net_port_info_t> infos; // as they were set, with their sys_ifindex in attr_i
     std::vector<known_port> known;         // recorded ones, in random order; empty when there are none
     std::vector<uint32_t> fresh;           // `batch` keys that are not recorded, in the same choice
-    std::vector<uint16_t> fresh_homes;     // and their home buckets
 
   private:
     std::vector<uint8_t> contents_;
@@ -52,8 +50,7 @@ yb_net_port_info_t port_info_of(uint32_t sys_ifindex, uint32_t log_port);
 // The home bucket of a key.
 uint16_t home_of_port(uint32_t sys_ifindex);
 
-// The library's mapping of the ports segment and the floor's copy, made at the first call.
+// A second mapping of the ports segment, made at the first call.
 net_lib_db_ports_segment_t &library_segment();
-net_lib_db_ports_segment_t &floor_ports_segment();
 
 #endif

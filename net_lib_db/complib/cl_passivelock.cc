@@ -33,7 +33,7 @@ namespace {
 
 constexpr long nanoseconds = 1'000'000'000;
 constexpr long round_length = 200'000'000; // between two looks at the holder
-constexpr int spins = 100;
+constexpr int spins = 400; // some 10 us: what a change takes with its msync(2), many times over
 constexpr int yields = 16;
 constexpr long nap = 50'000;
 constexpr int naps_max = 100; // the longest sleep, in naps

@@ -13,6 +13,12 @@ void file_lock(int descriptor) {
         continue;
 }
 
+// A lock that stays blocks every other load and unload while this process lives. Kernels that allocate memory for a
+// release may lack it for a moment.
 void file_unlock(int descriptor) {
-    (void)flock(descriptor, LOCK_UN); // as above
+    constexpr int tries = 10;
+    for (int i = 0; i < tries; i++) {
+        if (flock(descriptor, LOCK_UN) == 0 || errno == EBADF) // as above: then there is no lock either
+            return;
+    }
 }

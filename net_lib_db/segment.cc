@@ -164,7 +164,8 @@ constexpr timespec creator_wait_round = {0, 1'000'000};
 
 bool is_before(const timespec &deadline) {
     timespec now;
-    (void)clock_gettime(CLOCK_MONOTONIC, &now); // this clock always exists
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0)
+        return false; // without a clock nobody is waited for
     return now.tv_sec < deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec < deadline.tv_nsec);
 }
 
@@ -194,7 +195,7 @@ layout layout_of(segment &seg) {
 // What a mapped segment turns out to be; its file is locked when it matches. The lock is not waited for
 // before: its creator holds it, and may be stopped or dead.
 layout lock_and_check(segment &seg) {
-    timespec deadline;
+    timespec deadline = {};
     (void)clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += creator_wait_seconds;
     layout found = layout_of(seg);

@@ -63,8 +63,8 @@ bool exchange_pair(cl_plock_t *plock, uint64_t expected, uint32_t readers, uint3
 // ---- Waiting ----------------------------------------------------------------
 
 timespec round_end() {
-    timespec end;
-    (void)clock_gettime(CLOCK_MONOTONIC, &end); // this clock always exists
+    timespec end = {};
+    (void)clock_gettime(CLOCK_MONOTONIC, &end); // without a clock every round is over at once
     end.tv_nsec += round_length;
     if (end.tv_nsec >= nanoseconds) {
         end.tv_sec++;
@@ -75,7 +75,8 @@ timespec round_end() {
 
 bool is_over(const timespec &end) {
     timespec now;
-    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0)
+        return true;
     return now.tv_sec > end.tv_sec || (now.tv_sec == end.tv_sec && now.tv_nsec >= end.tv_nsec);
 }
 

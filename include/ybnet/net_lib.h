@@ -170,9 +170,10 @@ yb_status_t yb_net_interface_set_full(yb_access_cmd_t cmd, uint32_t sys_ifindex,
 
 /*
  * Removes every VLAN and PORT_VLAN netdev and record, then every port netdev
- * and record. The first that fails ends it with that status. Loopbacks stay; a
- * PKEY record ends it with YB_STATUS_PARAM_ERROR, and so does a port whose
- * netdev is not in the namespace of the call. Logs each removal at DEBUG.
+ * and record. The first that fails ends it: with YB_STATUS_ERROR when a command
+ * or request failed, or with YB_STATUS_PARAM_ERROR when its netdev was not found
+ * (a port's only in the namespace of the call), as for DESTROY. Loopbacks stay; a
+ * PKEY record ends it with YB_STATUS_PARAM_ERROR. Logs each removal at DEBUG.
  * YB_STATUS_DB_NOT_INITIALIZED (ERROR) when the database is not loaded. Locks:
  * the interfaces lock, inside each database call only.
  */

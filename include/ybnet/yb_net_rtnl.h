@@ -33,7 +33,8 @@ extern "C" {
  * The process's NETLINK_ROUTE request socket. Opened by the first call of
  * yb_net_interface_state_set() or of a function that makes or removes a port
  * netdev, in the network namespace of that call, where its requests go ever
- * after; never closed. To be read, not written, by others: its port id
+ * after; never closed, not even when it cannot be made ready: the next call makes
+ * another one then. To be read, not written, by others: its port id
  * (local.nl_pid) is usually the process id, which an event socket of the same
  * process then cannot have. Not guarded: functions that send requests are called
  * from one thread at a time. A child made by fork(2) shares the socket: only one

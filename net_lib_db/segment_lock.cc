@@ -13,16 +13,18 @@
 #include "net_lib_db/forked_child.h"
 #include "net_lib_db/net_lib_db_log.h"
 
-__thread cl_plock_user segment_lock_users[SEGMENTS];
+__thread cl_plock_user segment_lock_users[SEGMENTS] __attribute__((tls_model("initial-exec")));
 
 namespace {
 
-__thread uint32_t process_of_thread;
+// Initial-exec like the above: otherwise the loader is called for it, and may allocate.
+__thread uint32_t process_of_thread __attribute__((tls_model("initial-exec")));
 
 // ---- The end of a thread ----------------------------------------------------
 
 constexpr int NOT_WITHDRAWN = -1;
-__thread int announced_through[SEGMENTS]; // the descriptor, while the thread is announced
+// The descriptor, while the thread is announced.
+__thread int announced_through[SEGMENTS] __attribute__((tls_model("initial-exec")));
 
 // Calls threads_end() at the end of each thread that asked for it; made by the first one.
 constexpr uint32_t KEY_NONE = UINT32_MAX;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// In the library itself when it is built for ./dev coverage, because its counts
-// are its own: the children that tests fork (processes.cc) end without running
-// exit handlers, and what they have run would be lost.
+// Only for ./dev coverage, in whatever has counts of its own: the library and
+// the programs with its objects. The children that tests fork (processes.cc) end
+// without running exit handlers, and what they have run would be lost.
 #include <cstdlib>
 
 extern "C" void __gcov_dump(void);

@@ -21,6 +21,11 @@ class port_repair : public ports_test {
     static void repair() {
         ports_segment.description.repair_body(ports_segment.body);
     }
+    // Where a mark finds the number of another bucket.
+    static void put_index(uint16_t index, uint16_t of) {
+        bucket(index).reserved[0] = static_cast<uint8_t>(of);
+        bucket(index).reserved[1] = static_cast<uint8_t>(of >> 8);
+    }
     static said warning(const std::string &text) {
         return {severity_warn, "Netlib ports DB - " + text, false};
     }
@@ -30,7 +35,7 @@ TEST_F(port_repair, leaves_a_mark_alone_that_no_change_makes) {
     for (const int mark : {0x40, 0x61 + 0x05, 0x7F, 0x80, 0xFF}) {
         SCOPED_TRACE(mark);
         put(10, 10, 10, static_cast<uint8_t>(mark));
-        port_put_index(bucket(10), 11);
+        put_index(10, 11);
         const auto before = snapshot();
         repair();
         EXPECT_EQ(before, snapshot());
@@ -40,7 +45,7 @@ TEST_F(port_repair, leaves_a_mark_alone_that_no_change_makes) {
 
 TEST_F(port_repair, takes_back_a_move_that_says_it_came_from_its_own_bucket) {
     put(10, 10, 10, PORT_FILLING_EMPTY | PORT_FILLING_SOURCE);
-    port_put_index(bucket(10), 10);
+    put_index(10, 10);
     repair();
     EXPECT_THAT(take_lines(), ElementsAre(warning("bucket 10 was left half written: taken back\n")));
     EXPECT_EQ(std::vector<uint8_t>(snapshot().size()), snapshot()) << "the bucket was empty, and is";
@@ -48,7 +53,7 @@ TEST_F(port_repair, takes_back_a_move_that_says_it_came_from_its_own_bucket) {
 
 TEST_F(port_repair, takes_back_a_move_whose_source_is_not_marked) {
     put(10, 11, 11, PORT_FILLING_DELETED | PORT_FILLING_SOURCE);
-    port_put_index(bucket(10), 11);
+    put_index(10, 11);
     put(11, 11, 11);
     repair();
     EXPECT_THAT(take_lines(), ElementsAre(warning("bucket 10 was left half written: taken back\n")));
@@ -63,7 +68,7 @@ TEST_F(port_repair, completes_a_change_without_a_logical_port_and_leaves_the_map
     changed.attr_i = 99;
     bucket(20).info = changed;
     bucket(20).sys_ifindex = 10;
-    port_put_index(bucket(20), 10);
+    put_index(20, 10);
     bucket(20).deleted = PORT_SPARE_RECORD;
     repair();
     EXPECT_THAT(take_lines(), ElementsAre(warning("the change of port 10 was left half done: completed\n")));

@@ -18,6 +18,7 @@
 #include "net_lib_db/complib/cl_shared_memory.h"
 #include "net_lib_db/file_lock.h"
 #include "net_lib_db/forked_child.h"
+#include "net_lib_db/monotonic_clock.h"
 #include "net_lib_db/net_lib_db_log.h"
 
 namespace {
@@ -159,15 +160,8 @@ yb_status_t segment_create(segment &seg) {
 namespace {
 
 // How long a load waits for another process that is creating the segment right now, and how often it looks.
-constexpr time_t creator_wait_seconds = 2;
+constexpr int64_t creator_wait = 2 * nanoseconds_of_a_second;
 constexpr timespec creator_wait_round = {0, 1'000'000};
-
-bool is_before(const timespec &deadline) {
-    timespec now;
-    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0)
-        return false; // without a clock nobody is waited for
-    return now.tv_sec < deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec < deadline.tv_nsec);
-}
 
 enum class layout {
     matches,
@@ -195,11 +189,9 @@ layout layout_of(segment &seg) {
 // What a mapped segment turns out to be; its file is locked when it matches. The lock is not waited for
 // before: its creator holds it, and may be stopped or dead.
 layout lock_and_check(segment &seg) {
-    timespec deadline = {};
-    (void)clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += creator_wait_seconds;
+    const int64_t deadline = monotonic_deadline(creator_wait);
     layout found = layout_of(seg);
-    while (found == layout::unfinished && is_before(deadline)) {
+    while (found == layout::unfinished && monotonic_now() < deadline) {
         (void)nanosleep(&creator_wait_round, nullptr);
         found = layout_of(seg);
     }

@@ -73,7 +73,7 @@ void ask_for_threads_end() {
 // Threads may outlive the library.
 __attribute__((destructor)) void let_threads_end_without() {
     const uint32_t key = __atomic_exchange_n(&end_key, KEY_GONE, __ATOMIC_ACQ_REL);
-    if (key != KEY_NONE && key != KEY_GONE)
+    if (key != KEY_NONE)
         (void)pthread_key_delete(key);
 }
 

@@ -59,14 +59,12 @@ bool read_proc_is_own() {
     char text[4096];
     if (!read_beginning("/proc/self/status", text, sizeof(text)))
         return false;
-    const char *at = strstr(text, "\nNSpid:");
-    if (at == nullptr)
+    static constexpr char label[] = "\nNSpid:\t";
+    const char *ids = strstr(text, label);
+    if (ids == nullptr)
         return false;
-    at += strlen("\nNSpid:");
-    int ids = 0;
-    for (; *at != '\n' && *at != '\0'; at++)
-        ids += (at[0] == '\t' || at[0] == ' ') && at[1] >= '0' && at[1] <= '9' ? 1 : 0;
-    return ids == 1;
+    ids += sizeof(label) - 1;
+    return ids[strspn(ids, "0123456789")] == '\n'; // else more ids follow, or the line's end was not read
 }
 
 // Asked for once in a process, by whichever thread comes first; the same for all.
@@ -100,13 +98,11 @@ bool exists_and_is_no_zombie(uint32_t id) {
     char text[512];
     (void)snprintf(path, sizeof(path), "/proc/%u/stat", id);
     if (!read_beginning(path, text, sizeof(text)))
-        return syscall(SYS_tkill, static_cast<pid_t>(id), 0) == 0 ||
-               errno != ESRCH; // ended, or hidden (hidepid)
+        return true; // hidden (hidepid); or it has ended just now, which the next look will tell
     const char *const name_end = strrchr(text, ')');
     if (name_end == nullptr || name_end[1] != ' ')
         return true;
-    const char state = name_end[2];
-    return state != 'Z' && state != 'X' && state != 'x';
+    return memchr("ZXx", name_end[2], 3) == nullptr;
 }
 
 } // namespace

@@ -65,7 +65,11 @@ const char *const known[] = {"shm_open",
                              "system",
                              "popen",
                              "fopen",
-                             "fclose"};
+                             "fclose",
+                             "fcntl",
+                             "open",
+                             "dup3",
+                             "mremap"};
 
 // The errno with which this call is to fail, or 0. The interposed functions may run before main() and inside
 // the runtime: nothing is looked up unless a test has asked for something.
@@ -235,6 +239,48 @@ int msync(void *address, size_t size, int flags) {
         return calls::on_msync()(address, size, flags);
     static auto *const next = real<int(void *, size_t, int)>("msync");
     return next(address, size, flags);
+}
+
+INTERPOSE(int, dup3, (int from, int to, int flags) noexcept, (from, to, flags), -1)
+
+// The mode and the new address: there or not, they are passed on.
+int open(const char *path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    if (const int reason = due("open"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    static auto *const next = real<int(const char *, int, ...)>("open");
+    return next(path, flags, mode);
+}
+void *mremap(void *address, size_t old_size, size_t new_size, int flags, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, flags);
+    void *const new_address = va_arg(arguments, void *);
+    va_end(arguments);
+    if (const int reason = due("mremap"); reason != 0) {
+        errno = reason;
+        return MAP_FAILED;
+    }
+    static auto *const next = real<void *(void *, size_t, size_t, int, ...)>("mremap");
+    return next(address, old_size, new_size, flags, new_address);
+}
+
+// All commands take an argument of a pointer's size or none.
+int fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void *const argument = va_arg(arguments, void *);
+    va_end(arguments);
+    if (const int reason = due("fcntl"); reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    static auto *const next = real<int(int, int, ...)>("fcntl");
+    return next(descriptor, command, argument);
 }
 
 // What fclose() does is done, also when it is to fail: the descriptor must not leak.

@@ -209,6 +209,13 @@ TEST_F(initialized_plock, goes_through_state_3_to_state_4_when_destroyed) {
     expect_no_report();
 }
 
+TEST_F(initialized_plock, that_cannot_be_destroyed_is_reported_and_counts_as_destroyed) {
+    calls::fail("pthread_rwlock_destroy", EBUSY);
+    cl_plock_destroy(&plock);
+    expect_lock_report("cl_plock_destroy");
+    EXPECT_EQ(4u, plock.state);
+}
+
 // ---- Shared memory ----
 
 TEST_F(complib, shared_memory_routines_report_a_null_argument_and_fail) {

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Processes that cannot have a description of a segment's file to themselves, or cannot announce themselves on it:
+// they work as all others do, and are only not judged. forked_inquest_test.cc and the host tier have those that can.
+#include <cerrno>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <thread>
+#include <unistd.h>
+
+#include "net_lib_db/interfaces_segment.h"
+#include "tests/support/processes.h"
+#include "tests/support/recording_platform.h"
+#include "tests/support/segment_file.h"
+#include "tests/support/system_calls.h"
+#include "ybnet/net_lib_db.h"
+
+namespace {
+
+class shared_description : public testing::Test {
+  protected:
+    void SetUp() override {
+        platform::reset();
+        calls::reset();
+        segment_remove(interfaces_format);
+    }
+    void TearDown() override {
+        calls::reset();
+        EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_unload(0));
+        EXPECT_FALSE(segment_exists(interfaces_format)) << "somebody is still counted";
+    }
+    static void load() {
+        ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_load(0));
+    }
+    static yb_status_t add(uint32_t sys_ifindex) {
+        const yb_net_interface_params_t params = {};
+        return net_lib_db_interface_add(sys_ifindex, sys_ifindex + 1000, &params);
+    }
+    static yb_status_t get(uint32_t sys_ifindex) {
+        yb_net_interface_record_t record;
+        return net_lib_db_interface_get(sys_ifindex, &record);
+    }
+    static uint32_t holders_id() {
+        const cl_plock_t &plock = segment_trailer(interfaces_segment).plock;
+        return reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
+    }
+    // A child of this process, with a thread of its own, uses the database and leaves it.
+    static int used_by_a_child() {
+        return child_process([] {
+                   std::thread([] { (void)add(7); }).join();
+                   calls::reset();
+                   const bool used = get(7) == YB_STATUS_SUCCESS && add(8) == YB_STATUS_SUCCESS;
+                   return used && net_lib_db_interfaces_load(0) == YB_STATUS_ALREADY_INITIALIZED ? 0 : 1;
+               })
+            .wait();
+    }
+};
+
+TEST_F(shared_description, of_a_child_that_can_have_none_of_its_own_serves_it_as_well) {
+    for (const char *const call : {"open", "dup3", "mmap", "mremap"}) {
+        SCOPED_TRACE(call);
+        load();
+        calls::fail(call, ENOMEM); // in the child: this process makes no such call before
+        EXPECT_EQ(0, used_by_a_child());
+        calls::reset();
+        EXPECT_EQ(YB_STATUS_SUCCESS, get(7));
+        EXPECT_EQ(YB_STATUS_SUCCESS, get(8));
+        EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_unload(0));
+    }
+}
+
+TEST_F(shared_description, is_left_by_a_child_without_withdrawing_its_parents_announcements) {
+    ASSERT_EQ(0, child_process([] { return static_cast<int>(net_lib_db_interfaces_load(0)); }).wait());
+    load();                               // the second in the count: the child's unload takes one away
+    ASSERT_EQ(YB_STATUS_SUCCESS, add(1)); // announces this thread
+    calls::fail("dup3", ENOMEM);
+    child_process child([] {
+        calls::reset();
+        return static_cast<int>(net_lib_db_interfaces_unload(0));
+    });
+    EXPECT_EQ(0, child.wait());
+    calls::reset();
+
+    net_lib_db_interface_lock_acquire();
+    EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
+    net_lib_db_interface_lock_release();
+    const int look = shm_open("/net_lib_ifc", O_RDWR, 0);
+    struct flock range = {};
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    range.l_start = (off_t{1} << 60) + (static_cast<off_t>(gettid()) << 32);
+    range.l_len = off_t{1} << 32;
+    EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
+    EXPECT_EQ(F_RDLCK, range.l_type);
+    (void)close(look);
+}
+
+TEST_F(shared_description, is_not_needed_by_a_thread_that_the_kernel_lets_announce_nothing) {
+    load();
+    uint32_t recorded = 77;
+    yb_status_t status = YB_STATUS_ERROR;
+    std::thread([&] {
+        calls::before("fcntl", [](int) { calls::fail("fcntl", ENOLCK); });
+        net_lib_db_interface_lock_acquire();
+        recorded = holders_id();
+        net_lib_db_interface_lock_release();
+        status = add(1);
+        calls::reset();
+    }).join();
+    EXPECT_EQ(YB_STATUS_SUCCESS, status);
+    EXPECT_EQ(0u, recorded) << "like another build's: not announced";
+}
+
+TEST_F(shared_description, is_not_needed_by_a_thread_of_a_process_that_closed_its_descriptor) {
+    load();
+    ASSERT_EQ(0, close(interfaces_segment.place.descriptor));
+    uint32_t recorded = 77;
+    std::thread([&] {
+        net_lib_db_interface_lock_acquire();
+        recorded = holders_id();
+        net_lib_db_interface_lock_release();
+    }).join();
+    EXPECT_EQ(0u, recorded);
+    EXPECT_EQ(YB_STATUS_SUCCESS, add(1));
+}
+
+// In a child, because it is said once in a process. The name has come to stand for another file by then.
+TEST_F(shared_description, is_the_only_one_where_the_file_cannot_be_opened_again_which_is_said_once) {
+    child_process user([] {
+        calls::before("open", [](int) { calls::fail("open", EACCES); });
+        calls::before("shm_open", [](int call) {
+            if (call != 3) // 1 opens, 2 creates
+                return;
+            segment_remove(interfaces_format);
+            segment_make(interfaces_format, 0);
+        });
+        load();
+        EXPECT_EQ(-1, interfaces_segment.spare.descriptor);
+        EXPECT_EQ(0, used_by_a_child());
+        calls::reset();
+        EXPECT_THAT(platform::recorded().texts(3), testing::ElementsAre(testing::HasSubstr(
+                                                       "its file cannot be opened a second time (errno 2)")));
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(0, user.wait());
+    segment_remove(interfaces_format);
+}
+
+} // namespace

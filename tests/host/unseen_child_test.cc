@@ -120,6 +120,7 @@ TEST_P(unseen_child, keeps_the_lock_although_its_parent_dies) {
         return 0;
     });
     ASSERT_TRUE(held_.wait_for(1));
+    ASSERT_TRUE(child_id_.wait_for(1)); // no id yet is 0, which kill(2) takes for all of this group
     children_.push_back(child_id_.value());
     waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }));
     start_waiters(2);
@@ -142,6 +143,7 @@ TEST_P(unseen_child, that_used_the_library_does_not_keep_its_parent_alive) {
         return hold();
     });
     ASSERT_TRUE(held_.wait_for(1));
+    ASSERT_TRUE(child_id_.wait_for(1)); // no id yet is 0, which kill(2) takes for all of this group
     children_.push_back(child_id_.value());
     waiters_.push_back(in_another_namespace([this] { return wait_for_it(); }));
     ASSERT_TRUE(waiting_.wait_for(1));
@@ -189,6 +191,7 @@ TEST_P(unseen_child, does_not_share_its_parents_file_lock) {
         return 0; // and with it the file lock goes
     });
     ASSERT_TRUE(waiting_.wait_for(1));
+    ASSERT_TRUE(child_id_.wait_for(1)); // no id yet is 0, which kill(2) takes for all of this group
     children_.push_back(child_id_.value());
     EXPECT_FALSE(served_.wait_for(1, std::chrono::milliseconds(200)));
     leave_.add();

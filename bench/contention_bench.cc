@@ -176,15 +176,13 @@ operation bare_lock_word() {
 }
 
 // In the form in which Google Benchmark's results are kept: one repetition a window, with the time that an operation
-// took both together, and the slower one's part.
+// of either took, and the operations a second of each.
 void print_results(const std::string &name, const std::vector<std::array<double, workers>> &rates) {
     static const char *separator = "";
     for (const auto &rate : rates) {
-        const double total = rate[0] + rate[1];
         printf("%s\n    {\"run_name\": \"%s\", \"run_type\": \"iteration\", \"real_time\": %.3f, "
-               "\"time_unit\": \"ns\", "
-               "\"slower\": %.4f}",
-               separator, name.c_str(), 1e9 / total, std::min(rate[0], rate[1]) / total);
+               "\"time_unit\": \"ns\", \"rates\": [%.0f, %.0f]}",
+               separator, name.c_str(), 1e9 / (rate[0] + rate[1]), rate[0], rate[1]);
         separator = ",";
     }
 }

@@ -110,10 +110,21 @@ step 'a field without a comment is noticed' a_field_without_a_comment_is_noticed
 pictures_are_what_their_texts_say() {
     mkdir "$work/pictures"
     OUTPUT_DIR=$work/pictures "$source_dir/docs/pictures/render" "$source_dir"/docs/pictures/*.dot
+    "$source_dir/bench/scale/plot" "$source_dir/docs/scale.json" "$work/pictures"
     diff -r --exclude='*.dot' --exclude=render "$source_dir/docs/pictures" "$work/pictures"
 }
 
 step 'pictures are what their texts say' pictures_are_what_their_texts_say
+
+the_speed_page_shows_its_numbers() {
+    "$source_dir/bench/report" check "$source_dir" || return 1
+    mkdir -p "$work/other/docs"
+    cp "$source_dir/docs/speed.md" "$work/other/docs/"
+    sed '0,/"ns": /s//"ns": 1/' "$source_dir/docs/speed.json" >"$work/other/docs/speed.json"
+    ! "$source_dir/bench/report" check "$work/other" 2>"$work/check.log" && grep -q 'does not show' "$work/check.log"
+}
+
+step 'the page on speed shows its numbers, and no others' the_speed_page_shows_its_numbers
 
 # ---- Pages for people -----------------------------------------------------------
 

@@ -46,6 +46,18 @@ class shared_description : public testing::Test {
         const cl_plock_t &plock = segment_trailer(interfaces_segment).plock;
         return reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
     }
+    // As a description that is not the one that announced the thread sees it.
+    static bool is_announced(const char *name, pid_t thread) {
+        const int look = shm_open(name, O_RDWR, 0);
+        struct flock range = {};
+        range.l_type = F_WRLCK;
+        range.l_whence = SEEK_SET;
+        range.l_start = (off_t{1} << 60) + (static_cast<off_t>(thread) << 32);
+        range.l_len = off_t{1} << 32;
+        EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
+        (void)close(look);
+        return range.l_type == F_RDLCK;
+    }
     // A child of this process, with a thread of its own, uses the database and leaves it.
     static int used_by_a_child() {
         return child_process([] {
@@ -86,15 +98,29 @@ TEST_F(shared_description, is_left_by_a_child_without_withdrawing_its_parents_an
     net_lib_db_interface_lock_acquire();
     EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
     net_lib_db_interface_lock_release();
-    const int look = shm_open("/net_lib_ifc", O_RDWR, 0);
-    struct flock range = {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = (off_t{1} << 60) + (static_cast<off_t>(gettid()) << 32);
-    range.l_len = off_t{1} << 32;
-    EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
-    EXPECT_EQ(F_RDLCK, range.l_type);
-    (void)close(look);
+    EXPECT_TRUE(is_announced("/net_lib_ifc", gettid()));
+}
+
+// Of the other segment it has its own: at the end of its thread only that announcement is taken back.
+TEST_F(shared_description, of_one_segment_alone_keeps_only_that_segments_announcement) {
+    load();
+    ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_ports_load(0));
+    calls::fail("dup3", ENOMEM, 2); // the ports segment's, which comes second
+    child_process child([] {
+        pid_t thread = 0;
+        std::thread([&thread] {
+            thread = gettid();
+            uint32_t count = 0;
+            (void)add(1);
+            (void)net_lib_db_ports_get_all(0, nullptr, &count);
+        }).join();
+        calls::reset();
+        return is_announced("/net_lib_ifc", thread) || !is_announced("/net_lib_port", thread) ? 1 : 0;
+    });
+    EXPECT_EQ(0, child.wait());
+    calls::reset();
+    EXPECT_EQ(YB_STATUS_SUCCESS, get(1));
+    EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_ports_unload(0));
 }
 
 TEST_F(shared_description, is_not_needed_by_a_thread_that_the_kernel_lets_announce_nothing) {

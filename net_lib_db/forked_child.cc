@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "net_lib_db/complib/cl_plock_owner.h"
@@ -45,7 +46,10 @@ void replace_description(segment &seg) {
 // On its parent's two inquests could be held at once. And the parent may be in the middle of one: if it dies there,
 // nobody must keep its locks.
 void replace_spare(segment &seg) {
-    if (cl_plock_is_file(seg.spare.descriptor, seg.place))
+    struct stat file;
+    const bool is_another = fstatat(seg.spare.descriptor, "", &file, AT_EMPTY_PATH) == 0 &&
+                            (file.st_dev != seg.place.device || file.st_ino != seg.place.inode);
+    if (!is_another) // nor unknown: nobody opens anything here meanwhile, and closing nothing does no harm
         close(seg.spare.descriptor);
     seg.spare = {cl_plock_open_again(seg.place), 0};
 }

@@ -92,8 +92,7 @@ int32_t exchange(struct nlmsghdr *n, uint32_t sequence) {
         return 1;
     }
 
-    // Not cleared, which would cost a tenth of a request: nothing is read but what was received.
-    alignas(struct nlmsghdr) std::byte buffer[YB_NET_RTNL_RECV_BUF_SIZE];
+    alignas(struct nlmsghdr) std::byte buffer[YB_NET_RTNL_RECV_BUF_SIZE] = {};
     for (;;) {
         struct sockaddr_nl source = {};
         part = {buffer, sizeof(buffer)};

@@ -5,6 +5,7 @@
 #include "tests/unit/links_fixture.h"
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <sys/mount.h>
 
@@ -34,7 +35,7 @@ class event_receive : public links_fixture {
             EXPECT_EQ(descriptor, 4711);
             EXPECT_EQ(size, 8192u);
             EXPECT_EQ(flags, 0);
-            EXPECT_EQ(std::string(static_cast<const char *>(buffer), size), std::string(size, '\0'));
+            memset(buffer, 0xA5, size); // whatever the stack holds
             const size_t copied = std::min(size, datagram.size());
             std::copy_n(datagram.begin(), copied, static_cast<uint8_t *>(buffer));
             errno = EAGAIN;

@@ -64,9 +64,12 @@ class dry_run : public changes_test {
         const tool_result result = run_command(words);
         EXPECT_EQ(result.code, code) << result.err;
         std::string acting;
+        // By its descriptor the library opens what it has, the rehearsal's copy of a segment, a second time.
         for (const std::string &line : lines_of(contents_of("/run/trace")))
-            if (line.find("openat(") == std::string::npos || line.find("O_RDWR") != std::string::npos ||
-                line.find("O_CREAT") != std::string::npos || line.find("O_WRONLY") != std::string::npos)
+            if (line.find("\"/proc/self/fd/") != std::string::npos)
+                continue;
+            else if (line.find("openat(") == std::string::npos || line.find("O_RDWR") != std::string::npos ||
+                     line.find("O_CREAT") != std::string::npos || line.find("O_WRONLY") != std::string::npos)
                 acting += line + '\n';
         return acting;
     }

@@ -97,6 +97,17 @@ constexpr message_entry entries[] = {
       "was "
       "repaired.",
       "Find out why that process died. ybnetctl audit shows whether an interface was left half-made."}},
+    {"%s - its file cannot be opened a second time (errno %d): should that last, no lock is taken over from "
+     "a "
+     "process that dies",
+     {"The load worked. What is missing is a second descriptor of the segment, with which a dead holder of "
+      "its lock "
+      "is told from a living one.",
+      "The process has too many open files, or may not open the segment by /proc/self/fd or by its name.",
+      "errno(3) explains the number. Raise the limit (ulimit -n), or mount /proc for the process, and "
+      "restart it. "
+      "Until then "
+      "other processes have to take locks over."}},
     {"Net-lib interfaces DB - it was being erased: erased now"
      "\n"
      "Netlib ports DB - it was being erased: erased now",

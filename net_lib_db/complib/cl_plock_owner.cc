@@ -102,7 +102,8 @@ bool exists_and_is_no_zombie(uint32_t id) {
     const char *const name_end = strrchr(text, ')');
     if (name_end == nullptr || name_end[1] != ' ')
         return true;
-    return memchr("ZXx", name_end[2], 3) == nullptr;
+    static constexpr char ended[] = {'Z', 'X', 'x'};
+    return memchr(ended, name_end[2], sizeof(ended)) == nullptr;
 }
 
 } // namespace

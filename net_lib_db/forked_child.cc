@@ -98,6 +98,8 @@ void watch_for_children() {
 
 void become_a_process() {
     watch_for_children();
+    if (processes == 0) // children inherit it
+        segment_watch_threads();
     cl_plock_owner_forked();
     stop_sharing(interfaces_segment);
     stop_sharing(ports_segment);

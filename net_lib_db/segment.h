@@ -125,6 +125,9 @@ inline bool segment_thread_is_announced(const segment &seg, const cl_plock_user 
 // Makes the thread known to all that may wait for it; done before it takes the lock for the first time.
 __attribute__((cold)) void segment_announce(segment &seg, cl_plock_user &user);
 
+// Has the ends of threads seen; done once, before any thread of the process or of its children is announced.
+__attribute__((cold)) void segment_watch_threads();
+
 // Makes the calling thread forget what it is the copy of: the thread that made a child of its process.
 __attribute__((cold)) void segment_meet_thread();
 

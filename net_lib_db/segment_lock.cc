@@ -26,10 +26,9 @@ constexpr int NOT_WITHDRAWN = -1;
 // The descriptor, while the thread is announced.
 __thread int announced_through[SEGMENTS] __attribute__((tls_model("initial-exec")));
 
-// Calls threads_end() at the end of each thread that asked for it; made by the first one.
-constexpr uint32_t KEY_NONE = UINT32_MAX;
-constexpr uint32_t KEY_GONE = UINT32_MAX - 1; // the library is being unloaded
-uint32_t end_key = KEY_NONE;
+// Calls threads_end() at the end of each thread that asked for it.
+constexpr uint32_t NO_KEY = UINT32_MAX; // none was to be had, or the library is being unloaded
+uint32_t end_key = NO_KEY;
 
 void ask_for_threads_end();
 
@@ -56,28 +55,25 @@ void threads_end(void *) {
 // Without a key to be had the announcements stay until an unload or the end of the process: others are more cautious
 // then than they need be.
 void ask_for_threads_end() {
-    uint32_t key = __atomic_load_n(&end_key, __ATOMIC_ACQUIRE);
-    if (key == KEY_NONE) {
-        pthread_key_t made;
-        if (pthread_key_create(&made, threads_end) != 0)
-            return;
-        if (__atomic_compare_exchange_n(&end_key, &key, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
-            key = made;
-        else
-            (void)pthread_key_delete(made); // another thread's is in place
-    }
-    if (key != KEY_GONE)
+    const uint32_t key = __atomic_load_n(&end_key, __ATOMIC_RELAXED);
+    if (key != NO_KEY)
         (void)pthread_setspecific(key, segment_lock_users); // any pointer but NULL
 }
 
 // Threads may outlive the library.
 __attribute__((destructor)) void let_threads_end_without() {
-    const uint32_t key = __atomic_exchange_n(&end_key, KEY_GONE, __ATOMIC_ACQ_REL);
-    if (key != KEY_NONE)
+    const uint32_t key = __atomic_exchange_n(&end_key, NO_KEY, __ATOMIC_RELAXED);
+    if (key != NO_KEY)
         (void)pthread_key_delete(key);
 }
 
 } // namespace
+
+void segment_watch_threads() {
+    pthread_key_t key;
+    if (pthread_key_create(&key, threads_end) == 0)
+        __atomic_store_n(&end_key, key, __ATOMIC_RELAXED);
+}
 
 // ---- Its first time ---------------------------------------------------------
 

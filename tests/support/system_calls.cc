@@ -3,13 +3,16 @@
 // See system_calls.h.
 #include "tests/support/system_calls.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
-#include <map>
+#include <iterator>
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -23,15 +26,9 @@ namespace {
 struct plan {
     int reason = 0;
     int countdown = 0;
-    int calls = 0;
+    std::atomic<int> calls = 0; // threads that test nothing of it call the function too
     std::function<void(int)> before;
 };
-
-// Neither is ever destroyed: the interposed functions are called until the process is gone.
-std::map<std::string, plan> &plans() {
-    static auto &all = *new std::map<std::string, plan>;
-    return all;
-}
 
 std::vector<std::string> &command_list() {
     static auto &all = *new std::vector<std::string>;
@@ -69,20 +66,35 @@ const char *const known[] = {"shm_open",
                              "fcntl",
                              "open",
                              "dup3",
-                             "mremap"};
+                             "mremap",
+                             "madvise",
+                             "__register_atfork", // which is what pthread_atfork() calls
+                             "pthread_key_create",
+                             "nanosleep",
+                             "clock_gettime"};
+
+// Never destroyed: the interposed functions are called until the process is gone.
+plan *find_plan(const char *function) {
+    static auto *const all = new plan[std::size(known)];
+    for (size_t i = 0; i < std::size(known); i++) {
+        if (strcmp(known[i], function) == 0)
+            return &all[i];
+    }
+    return nullptr;
+}
 
 // The errno with which this call is to fail, or 0. The interposed functions may run before main() and inside
 // the runtime: nothing is looked up unless a test has asked for something.
 bool watching = false;
-bool in_hook = false;
+thread_local bool in_hook = false;
 int due(const char *function) {
     if (!watching || in_hook)
         return 0;
-    plan &p = plans()[function];
-    p.calls++;
+    plan &p = *find_plan(function);
+    const int call = ++p.calls;
     if (p.before) {
         in_hook = true;
-        p.before(p.calls);
+        p.before(call);
         in_hook = false;
     }
     if (p.countdown == 0 || --p.countdown != 0)
@@ -91,15 +103,13 @@ int due(const char *function) {
 }
 
 plan &plan_of(const std::string &function) {
-    bool is_known = false;
-    for (const char *const name : known)
-        is_known = is_known || function == name;
-    if (!is_known) {
+    plan *const found = find_plan(function.c_str());
+    if (found == nullptr) {
         (void)fprintf(stderr, "system_calls: unknown function %s\n", function.c_str());
         abort();
     }
     watching = true;
-    return plans()[function];
+    return *found;
 }
 
 template <typename function_t> function_t *real(const char *name) {
@@ -135,7 +145,7 @@ static uint32_t lock_turns_at_reset;
 int count(const std::string &function) {
     if (function == "segment_lock")
         return static_cast<int>((lock_turns() - lock_turns_at_reset) / 2);
-    return plans()[function].calls;
+    return plan_of(function).calls;
 }
 
 const std::vector<std::string> &commands() {
@@ -169,7 +179,13 @@ std::function<int(const char *)> &on_system() {
 
 void reset() {
     lock_turns_at_reset = lock_turns();
-    plans().clear();
+    for (const char *const name : known) {
+        plan &p = *find_plan(name);
+        p.reason = 0;
+        p.countdown = 0;
+        p.calls = 0;
+        p.before = nullptr;
+    }
     command_list().clear();
     on_msync() = nullptr;
     on_sendmsg() = nullptr;
@@ -228,6 +244,14 @@ INTERPOSE(int, setsockopt,
           (descriptor, level, option, value, size), -1)
 INTERPOSE(int, bind, (int descriptor, const struct sockaddr *address, socklen_t size) noexcept,
           (descriptor, address, size), -1)
+INTERPOSE(int, madvise, (void *address, size_t size, int advice) noexcept, (address, size, advice), -1)
+INTERPOSE(int, __register_atfork, // NOLINT(bugprone-reserved-identifier): the C library's name
+          (void (*before)(), void (*in_parent)(), void (*in_child)(), void *caller),
+          (before, in_parent, in_child, caller), reason)
+INTERPOSE(int, pthread_key_create, (pthread_key_t * key, void (*destructor)(void *)) noexcept,
+          (key, destructor), reason)
+INTERPOSE(int, nanosleep, (const struct timespec *length, struct timespec *left), (length, left), -1)
+INTERPOSE(int, clock_gettime, (clockid_t clock, struct timespec *now) noexcept, (clock, now), -1)
 INTERPOSE(FILE *, fopen, (const char *path, const char *mode), (path, mode), nullptr)
 
 int msync(void *address, size_t size, int flags) {

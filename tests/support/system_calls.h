@@ -19,7 +19,7 @@ namespace calls {
 // msync, pthread_rwlockattr_setpshared, pthread_rwlockattr_init, pthread_rwlockattr_destroy,
 // pthread_rwlock_init, pthread_rwlock_destroy, pthread_rwlock_wrlock, pthread_rwlock_unlock,
 // backtrace_symbols, socket, setsockopt, bind, getsockname, sendmsg, recvmsg, recv, system, popen, fopen,
-// fclose, fcntl, open, dup3, mremap. Aborts for another name.
+// fclose, fcntl, open, dup3, mremap, madvise, __register_atfork, pthread_key_create, nanosleep, clock_gettime. Aborts for another name.
 void fail(const std::string &function, int reason, int nth = 1);
 
 // How often the function was called since reset(). Of "segment_lock": how often this thread took and released

@@ -5,7 +5,9 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -105,6 +107,32 @@ TEST_F(forked_inquest, is_not_ended_by_the_child_and_keeps_the_child_from_none) 
                      cl_plock_inquest own;
                      return open_inquest(&own) ? 0 : 1;
                  }).wait());
+}
+
+// The process has closed the description kept for inquests, and its number is another file's by now.
+TEST_F(forked_inquest, leaves_alone_what_was_opened_in_its_descriptors_place) {
+    const int beside_it = shm_open("/beside_it", O_RDWR | O_CREAT, 0600);
+    const int elsewhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int other : {beside_it, elsewhere}) {
+        child_process process([other] {
+            const int number = interfaces_segment.spare.descriptor;
+            if (dup2(other, number) != number)
+                return 1;
+            return child_process([other, number] {
+                       struct stat wanted;
+                       struct stat found;
+                       if (fstat(other, &wanted) != 0 || fstat(number, &found) != 0)
+                           return 2;
+                       const bool is_kept = wanted.st_dev == found.st_dev && wanted.st_ino == found.st_ino;
+                       cl_plock_inquest inquest;
+                       return is_kept && open_inquest(&inquest) ? 0 : 3;
+                   })
+                .wait();
+        });
+        EXPECT_EQ(0, process.wait());
+        (void)close(other);
+    }
+    (void)shm_unlink("/beside_it");
 }
 
 } // namespace

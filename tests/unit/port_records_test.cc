@@ -132,6 +132,20 @@ TEST_F(port_records, set_again_leaves_reserved_bytes_and_the_lag_alone) {
     EXPECT_EQ(expected, get(5));
 }
 
+// What it notes for whoever repairs goes into a bucket that is left as it was found, or nowhere.
+TEST_F(port_records, set_again_leaves_the_reserved_bytes_of_other_buckets_alone) {
+    set(5, with_log_port(port_of(9)));
+    for (uint32_t i = 0; i < 65536; i++)
+        memset(bucket(static_cast<uint16_t>(i)).reserved, 0x5A, sizeof(bucket(0).reserved));
+    const auto before = snapshot();
+    yb_net_port_info_t info = with_log_port(port_of(9));
+    info.attr_i = 7;
+    set(5, info);
+    EXPECT_EQ(7u, get(5).attr_i);
+    bucket(5).info.attr_i = 0;
+    EXPECT_TRUE(before == snapshot());
+}
+
 TEST_F(port_records, set_again_merges_the_name_as_text_of_at_most_16_characters) {
     yb_net_port_info_t info = with_log_port(port_of(3));
     memcpy(info.name, "abcdefghijklmnop", 16); // fills the field

@@ -2,6 +2,7 @@
 //
 // A load, an unload and a creation of one segment exclude each other: each is
 // stopped in its middle while another process tries the next.
+#include <cerrno>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -81,7 +82,7 @@ TEST_F(segment_exclusion, creator_registers_before_another_user_can_be_the_last)
     child_process creator([this] { return load_stopped_before("flock"); });
     ASSERT_TRUE(stopped.wait_for(1));
     // The file is there, empty and not locked yet: this load waits for its creator.
-    child_process visitor([this] {
+    child_process visitor([] {
         const yb_status_t status = net_lib_db_interfaces_load(0);
         return status == YB_STATUS_SUCCESS && net_lib_db_interfaces_unload(0) == YB_STATUS_SUCCESS ? 0 : 1;
     });
@@ -95,6 +96,20 @@ TEST_F(segment_exclusion, stopped_creator_blocks_no_other_load_for_ever) {
     ASSERT_TRUE(stopped.wait_for(1));
     child_process visitor([] { return static_cast<int>(net_lib_db_interfaces_load(0)); });
     EXPECT_EQ(visitor.wait(), YB_STATUS_ERROR) << "a creator that does not get on is waited for briefly";
+    resume.add();
+    EXPECT_EQ(creator.wait(), 0);
+}
+
+TEST_F(segment_exclusion, stopped_creator_is_not_waited_for_without_a_clock) {
+    child_process creator([this] { return load_stopped_before("posix_fallocate"); });
+    ASSERT_TRUE(stopped.wait_for(1));
+    child_process visitor([] {
+        calls::reset(); // this test has slept
+        calls::before("clock_gettime", [](int) { calls::fail("clock_gettime", EPERM); });
+        const yb_status_t status = net_lib_db_interfaces_load(0);
+        return status == YB_STATUS_ERROR && calls::count("nanosleep") == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(visitor.wait(), 0);
     resume.add();
     EXPECT_EQ(creator.wait(), 0);
 }

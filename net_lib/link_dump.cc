@@ -12,10 +12,12 @@
 #include <unistd.h>
 
 #include "net_lib/net_lib_log.h"
+#include "net_lib_db/probe.h"
 
 namespace {
 
 constexpr size_t receive_buffer_size = 8192;
+constexpr uint32_t sequence = 1; // the socket's only request
 
 // The request with its one byte of payload, and the padding that is not sent.
 struct dump_request {
@@ -91,7 +93,7 @@ bool send_request(int fd) {
     request.header.nlmsg_len = NLMSG_LENGTH(sizeof(request.family));
     request.header.nlmsg_type = RTM_GETLINK;
     request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_ROOT | NLM_F_MATCH;
-    request.header.nlmsg_seq = 1;
+    request.header.nlmsg_seq = sequence;
     request.header.nlmsg_pid = static_cast<uint32_t>(getpid());
     request.family.rtgen_family = AF_PACKET;
 
@@ -195,7 +197,9 @@ yb_status_t __if_state_get(uint32_t linux_ifindex, uint32_t *state) {
         return YB_STATUS_ERROR;
     }
     (void)fcntl(fd, F_SETFD, FD_CLOEXEC); // cannot fail on a descriptor just made
+    YB_PROBE(request, RTM_GETLINK, 0, sequence);
     const yb_status_t status = dump_links(fd, linux_ifindex, state);
+    YB_PROBE(request_end, RTM_GETLINK, sequence, status == YB_STATUS_ERROR ? 1 : 0);
     (void)close(fd);
     return status;
 }

@@ -94,6 +94,19 @@ class EventsTest(unittest.TestCase):
         self.assertEqual((1, "YB_NET_LIB", "swid0_eth doesn't exist\n"), self.lines[-1])
 
 
+@unittest.skipUnless(SANDBOX, "needs sandbox_run")
+class VerbosityTest(unittest.TestCase):
+    def test_verbosity_is_that_of_both_modules_from_the_start(self) -> None:
+        complaint = (1, "YB_NET_LIB", "Netlib ports DB - cannot get port with sys_ifindex==0\n")
+        for verbosity, expected in ((0, []), (1, [complaint])):
+            with self.subTest(verbosity):
+                lines: list[tuple[int, str, str]] = []
+                with ybnet.Library(verbosity=verbosity, log=lambda *line: lines.append(line)) as lib:
+                    with self.assertRaises(ybnet.YbnetError):
+                        lib.port(0)
+                self.assertEqual(expected, [line for line in lines if "ports DB" in line[2]])
+
+
 class LoadTest(unittest.TestCase):
     def test_library_that_is_not_there_is_a_load_error(self) -> None:
         with self.assertRaises(ybnet.LoadError):

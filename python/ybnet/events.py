@@ -53,6 +53,10 @@ class EventSocket:
 
     Iterating waits for events and yields them, lost ones too, until the socket is closed; messages that are
     no link events are skipped. For loops of one's own there are fileno() and receive().
+
+    A socket belongs to one thread at a time. close() does not wake another one that waits in receive() or
+    iterates, and frees a descriptor number that it still uses: have that thread stop (with a timeout, or poll
+    on fileno() and something of one's own), then close.
     """
 
     def __init__(self, native: Native) -> None:
@@ -106,7 +110,7 @@ class EventSocket:
                 yield event
 
     def close(self) -> None:
-        """Ends the subscription; once is enough."""
+        """Ends the subscription; once is enough. By the thread that receives, or when none does any more."""
         if self._closed:
             return
         self._closed = True

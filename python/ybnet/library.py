@@ -41,7 +41,7 @@ LogCallback = Callable[[int, str, str], None]
 class Library:
     """libybnet in this process: started on entering the with statement, stopped on leaving it.
 
-    verbosity: 0 (silent) to 5 (DEBUG). reinitialize: erase both databases, for every process. log: called
+    verbosity: 0 (silent) to 5 (DEBUG), of both modules. reinitialize: erase both databases, for every process. log: called
     with severity, module and text of each line, by the platform's logging library (the reference platform
     does; without it, lines go to standard error). It may be called while the library holds a lock, so it
     must not call the library. library, platform: see ybnet.load().
@@ -67,6 +67,8 @@ class Library:
         self._log = layout.LOG_CALLBACK(_decoding(log)) if log is not None else layout.LOG_CALLBACK()
 
     def __enter__(self) -> Library:
+        # The start sets the API module's only; the databases' module is to heed it from its first line on.
+        self.verbosity = self._verbosity
         try:
             self._native.call("yb_net_init", self._log, self._verbosity, int(self._reinitialize))
         except YbnetError:

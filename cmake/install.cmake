@@ -54,8 +54,14 @@ install(DIRECTORY docs/examples docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR
 
 # Where systemd looks under any prefix; what a distribution has packages put elsewhere, it says.
 set(YBNET_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING "Where systemd units are installed, from the prefix")
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS tools/ybnetctl/ybnetctl-hold.service)
-file(READ tools/ybnetctl/ybnetctl-hold.service ybnetctl_unit)
-string(REPLACE "=/usr/bin/" "=${CMAKE_INSTALL_FULL_BINDIR}/" ybnetctl_unit "${ybnetctl_unit}")
-file(CONFIGURE OUTPUT ybnetctl-hold.service CONTENT "${ybnetctl_unit}" @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/ybnetctl-hold.service DESTINATION ${YBNET_SYSTEMD_UNIT_DIR})
+# The prefix may be another than when configuring; and two installations of one build may run at the same time.
+install(CODE "
+  set(bindir \"${CMAKE_INSTALL_BINDIR}\")
+  cmake_path(ABSOLUTE_PATH bindir BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE)
+  file(READ \"${PROJECT_SOURCE_DIR}/tools/ybnetctl/ybnetctl-hold.service\" unit)
+  string(REPLACE \"=/usr/bin/\" \"=\${bindir}/\" unit \"\${unit}\")
+  set(unit_file \"${PROJECT_BINARY_DIR}/units\${bindir}/ybnetctl-hold.service\")
+  file(CONFIGURE OUTPUT \"\${unit_file}\" CONTENT \"\${unit}\" @ONLY)
+  set(unit_dir \"${YBNET_SYSTEMD_UNIT_DIR}\")
+  cmake_path(ABSOLUTE_PATH unit_dir BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+  file(INSTALL DESTINATION \"\${unit_dir}\" TYPE FILE FILES \"\${unit_file}\")")

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The installed library, as a stranger's program finds and uses it: through pkg-config from C, and through
-# find_package(ybnet) from CMake. Both programs are built against a DESTDIR tree and run.
+# find_package(ybnet) from CMake. Both programs are built against a DESTDIR tree and run. And the tool, installed under
+# a prefix that nobody named before, with the libraries and the service of that prefix.
 # usage: install_test.sh BUILD_DIR
 set -euo pipefail
 build=$1
@@ -45,3 +46,18 @@ LD_LIBRARY_PATH=$libdir "$work/project/build/client" | tee "$work/output"
 
 [[ $(readlink "$libdir/libybnet.so") == libybnet.so.1 && -f $libdir/libybnet.so.1 ]]
 echo 'soname links: as they should be'
+
+exec_start() { find "$1" -name ybnetctl-hold.service -exec grep '^ExecStart=' {} +; }
+[[ $(exec_start "$work/root") == 'ExecStart=/usr/bin/ybnetctl hold' ]]
+echo 'service: runs the tool of its prefix'
+
+if grep -q '^CMAKE_SKIP_INSTALL_RPATH:.*=ON' "$build/CMakeCache.txt"; then
+    echo 'another prefix: not for this build, whose libraries are where the loader looks'
+    exit
+fi
+cmake --install "$build" --prefix "$work/elsewhere" >/dev/null
+[[ $(exec_start "$work/elsewhere") == "ExecStart=$work/elsewhere/bin/ybnetctl hold" ]]
+printf 'another prefix: '
+"$work/elsewhere/bin/ybnetctl" --version
+loaded=$(ldd "$work/elsewhere/bin/ybnetctl" | sed -n 's/^\s*libyb[^ ]* => \(.*\) (.*/\1/p')
+[[ $(wc -l <<<"$loaded") -ge 2 ]] && ! grep -v "^$work/elsewhere/" <<<"$loaded"

@@ -48,6 +48,7 @@ install(FILES lab/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/lab)
 install(FILES platform/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/platform)
 install(FILES python/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/python)
 install(FILES testkit/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/testkit)
+install(DIRECTORY testkit/example DESTINATION ${CMAKE_INSTALL_DOCDIR}/testkit)
 install(FILES ${ybnet_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY docs/examples docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs
         PATTERN *.dot EXCLUDE PATTERN render EXCLUDE)

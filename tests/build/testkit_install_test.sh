@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# The installed test kit, as a stranger uses it: its example is built against a DESTDIR tree, through pkg-config and
+# The installed test kit, as a stranger uses it: the installed example is built against a DESTDIR tree, through pkg-config and
 # through find_package(ybnet COMPONENTS testkit), and its tests pass there.
-# usage: testkit_install_test.sh BUILD_DIR SOURCE_DIR
+# usage: testkit_install_test.sh BUILD_DIR
 set -euo pipefail
 build=$1
-example=$2/testkit/example
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 DESTDIR=$work/root cmake --install "$build" --prefix /usr >/dev/null
+example=$(dirname "$(find "$work/root" -name linkwatch_test.c)")
 libdir=$(dirname "$(dirname "$(find "$work/root" -name libybnet-testkit.pc)")")
 export LD_LIBRARY_PATH=$libdir PKG_CONFIG_LIBDIR=$libdir/pkgconfig
 PATH=$work/root/usr/bin:$PATH

@@ -15,6 +15,7 @@
 #include "tools/ybnetctl/segments/fields.h"
 
 using namespace ybnetctl;
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -157,6 +158,11 @@ TEST(format_pages, have_every_field_and_region) {
         EXPECT_THAT(ports, HasSubstr(each.name));
     EXPECT_THAT(ports, HasSubstr("0x5815A0"));
     EXPECT_THAT(interfaces, HasSubstr("0x74000"));
+}
+
+TEST(format_pages, show_no_quoting_of_the_source) {
+    EXPECT_THAT(rendered("net_lib_ifc.5"), AllOf(HasSubstr("swid (VLAN)"), Not(HasSubstr("\""))));
+    EXPECT_THAT(rendered("net_lib_port.5"), Not(HasSubstr("\"")));
 }
 
 TEST(completion, offers_the_commands) {

@@ -134,7 +134,7 @@ void write_structure(std::ostream &out, const structure &layout) {
                                      ? std::to_string(each.size)
                                      : std::to_string(each.count) + " x " + std::to_string(each.size);
         out << ".It " << each.offset << " Ta " << size << " Ta " << kind_words(each.kind) << " Ta "
-            << each.name << quoted(type_words(each.type)) << '\n';
+            << quoted(each.name + type_words(each.type)) << '\n';
     }
     out << ".El\n.Pp\n.Bl -tag -width \"lock_current_writer\" -compact\n";
     for (const field &each : layout.fields)

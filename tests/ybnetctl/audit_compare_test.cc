@@ -181,6 +181,16 @@ TEST(audit_compare,
     EXPECT_FALSE(result.agrees());
 }
 
+TEST(audit_compare, speaks_for_no_namespace_that_was_not_looked_at) {
+    const namespace_view here = view("", {vlan_netdev(7, "vlan10", 10)}, 1);
+    const auto result = audit({vlan(110, 7, "vlan10", 10)},
+                              {here, not_seen("blue", sight::unseen, "Operation not permitted")});
+    EXPECT_EQ(result.records[0].what, finding::ok);
+    EXPECT_FALSE(result.agrees());
+    // One that is gone by now holds nothing.
+    EXPECT_TRUE(audit({vlan(110, 7, "vlan10", 10)}, {here, not_seen("blue", sight::missing, "")}).agrees());
+}
+
 TEST(audit_compare, command_is_safe_to_paste_whatever_the_port_is_called) {
     const recorded_interface port_vlan{1, 99, "gone", "", YB_L2_INTERFACE_TYPE_PORT_VLAN, 5, "$(x)'"};
     const auto result = audit({port_vlan}, {view("", {vlan_netdev(4, "$(x)'.7", 7)}, 1)});

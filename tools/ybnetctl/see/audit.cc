@@ -26,8 +26,12 @@ struct audit_reading {
     bool steady = true; // the records were the same before and after the netdevs were read
 
     // Whether nothing was being changed meanwhile; else a finding may be a change that was half done.
-    [[nodiscard]] bool certain() const {
+    [[nodiscard]] bool at_rest() const {
         return steady && copy.settled && copy.lock_seen_free;
+    }
+    // And whether all that counts was looked at.
+    [[nodiscard]] bool certain() const {
+        return at_rest() && result.unseen.empty();
     }
 };
 
@@ -45,15 +49,19 @@ std::vector<namespace_view> view_all(const std::vector<recorded_interface> &reco
     return views;
 }
 
+std::vector<recorded_interface> records_in(const segment_copy &copy) {
+    return copy.present ? recorded_interfaces(copy) : std::vector<recorded_interface>();
+}
+
 // Records and netdevs are read one after the other: again, while records change in between.
 audit_reading read_both(const session &run) {
     constexpr int rounds_max = 5;
-    segment_copy copy = read_contents(run, segment_kind::interfaces);
+    segment_copy copy = read_contents_if_any(run, segment_kind::interfaces);
     for (int round = 1;; round++) {
-        const std::vector<recorded_interface> records = recorded_interfaces(copy);
+        const std::vector<recorded_interface> records = records_in(copy);
         const std::vector<namespace_view> views = view_all(records);
-        segment_copy again = read_contents(run, segment_kind::interfaces);
-        const bool steady = recorded_interfaces(again) == records;
+        segment_copy again = read_contents_if_any(run, segment_kind::interfaces);
+        const bool steady = again.present == copy.present && records_in(again) == records;
         if (steady || round == rounds_max)
             return {std::move(copy), audit(records, views), steady};
         copy = std::move(again);
@@ -111,7 +119,8 @@ void print_json(session &run, const audit_reading &read, const audit_options &op
     json unseen = json::array();
     for (const unseen_namespace &each : result.unseen)
         unseen.push_back({{"namespace", each.name}, {"reason", each.reason}});
-    print(run, {{"records", records},
+    print(run, {{"database", read.copy.present},
+                {"records", records},
                 {"unrecorded", unrecorded},
                 {"namespaces_unseen", unseen},
                 {"summary",
@@ -141,22 +150,32 @@ std::string counted(size_t count, const std::string &one, const std::string &man
     return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
-std::string verdict_on(const audit_result &result) {
+std::string verdict_on(const audit_reading &read) {
+    const audit_result &result = read.result;
+    if (!read.copy.present)
+        return "No database: no process has loaded the interfaces, so no netdev has a record; " +
+               counted(result.unrecorded.size(), "netdev that is", "netdevs that are") +
+               " named as the library names VLANs and ports in the namespaces looked at.";
     if (result.agrees())
         return counted(result.records.size(), "record agrees", "records agree") +
-               " with the kernel, and no netdev named as the library names VLANs and ports lacks its record.";
+               " with the kernel, and in the namespaces looked at no netdev named as the library names VLANs "
+               "and ports lacks its record.";
     std::string text = counted(result.records.size(), "record", "records") + ": " +
                        std::to_string(result.count(finding::ok)) + " in order, " +
                        counted(count_of_findings(result), "finding", "findings");
     if (result.count(finding::unseen) != 0)
         text += ", " + std::to_string(result.count(finding::unseen)) + " that could not be looked at";
-    return text + "; " + counted(result.unrecorded.size(), "netdev", "netdevs") + " without a record.";
+    return text + "; " + counted(result.unrecorded.size(), "netdev", "netdevs") +
+           " without a record in the namespaces looked at.";
 }
 
 std::string summary_of(const audit_reading &read) {
-    std::string text = verdict_on(read.result) +
-                       " A loopback without a record is not found: it is a bridge like any other.\n";
-    if (!read.certain())
+    std::string text =
+        verdict_on(read) + " A loopback without a record is not found: it is a bridge like any other.\n";
+    if (!read.result.unseen.empty())
+        text += "Not certain: " + counted(read.result.unseen.size(), "namespace was", "namespaces were") +
+                " not looked at. Run it as a user who may enter every namespace.\n";
+    if (!read.at_rest())
         text += std::string("Not certain: ") +
                 (!read.steady || !read.copy.settled ? "records kept changing while this was read"
                                                     : "the lock was held while this was read") +
@@ -224,7 +243,9 @@ void run_audit(session &run, const audit_options &options) {
         print_json(run, read, options);
     else
         print_text(run, read, options);
-    if (!read.result.agrees())
+    if (!read.copy.present && read.result.unrecorded.empty())
+        run.ends_with = exit_code::not_found;
+    else if (!read.result.agrees())
         run.ends_with = exit_code::failed;
 }
 
@@ -240,9 +261,12 @@ constexpr const char *notes =
     "among them: it is a bridge with a name of its owner's choice, and cannot be told from any other. "
     "Interfaces that are being made while the audit runs may be: where the lock was held, or records changed "
     "meanwhile, the audit says that it is not certain, and is to be run again before anything is removed.\n\n"
-    "Exit code 0 when everything agrees, 1 when there is any finding, netdev without a record or record that "
-    "could not be looked at, 3 when there is no database.\n\n"
-    "JSON: records (sys_ifindex, linux_ifindex, name, namespace, type, vlan_id, finding, explanation, remedy "
+    "Without a database there are no records, and every netdev with such a name is one without a record.\n\n"
+    "Exit code 0 when everything agrees, 1 when there is any finding, netdev without a record or namespace "
+    "that "
+    "could not be looked at, 3 when there is no database and no such netdev either.\n\n"
+    "JSON: database (false: there is none), records (sys_ifindex, linux_ifindex, name, namespace, type, "
+    "vlan_id, finding, explanation, remedy "
     "(a line for a shell, or null), netdev: name, linux_ifindex, kind, vlan_id, up, carrier, namespace), "
     "unrecorded (those of netdev, and command), namespaces_unseen (namespace, reason), summary (agrees, "
     "certain, records, ok, findings, unseen, unrecorded), settled, lock_seen_free.";

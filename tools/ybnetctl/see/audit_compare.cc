@@ -291,7 +291,7 @@ size_t audit_result::count(finding what) const {
 }
 
 bool audit_result::agrees() const {
-    return unrecorded.empty() && count(finding::ok) == records.size();
+    return unseen.empty() && unrecorded.empty() && count(finding::ok) == records.size();
 }
 
 audit_result audit(const std::vector<recorded_interface> &records,

@@ -56,7 +56,7 @@ struct audit_result {
     std::vector<unseen_namespace> unseen; // those that could not be looked at
 
     [[nodiscard]] size_t count(finding what) const;
-    [[nodiscard]] bool agrees() const;
+    [[nodiscard]] bool agrees() const; // in all namespaces: none was left unlooked at
 };
 
 // namespaces: the default one, and each that a record names or that the system has.

@@ -19,6 +19,7 @@ namespace ybnetctl {
 namespace {
 
 constexpr int rounds_max = 50;
+constexpr const char *copy_advice = "a copy made by cp /dev/shm/net_lib_ifc FILE";
 constexpr timespec between_rounds = {0, 1'000'000};
 
 struct descriptor {
@@ -103,7 +104,11 @@ std::string kind_in_words(mode_t mode) {
 }
 
 failure no_segment(const std::string &path, const std::string &reason) {
-    return {exit_code::failed, path, reason, "a copy made by cp /dev/shm/net_lib_ifc FILE", {}};
+    return {exit_code::failed, path, reason, copy_advice, {}};
+}
+
+std::string database_name(segment_kind kind) {
+    return kind == segment_kind::interfaces ? "interfaces database" : "ports database";
 }
 
 segment_copy read_opened(int opened, segment_copy copy, reading how) {
@@ -203,18 +208,25 @@ segment_copy read_segment(const session &run, segment_kind kind, reading how) {
 
 segment_copy read_contents(const session &run, segment_kind kind) {
     segment_copy copy = read_segment(run, kind);
-    const std::string what =
-        std::string(kind == segment_kind::interfaces ? "interfaces" : "ports") + " database";
+    const std::string what = database_name(kind);
     if (!copy.present && !copy.live)
+    segment_copy copy = read_contents_if_any(run, kind);
+    if (!copy.present)
+        throw failure{exit_code::not_found,
+                      database_name(kind),
+                      "there is none: no process has loaded it",
+                      "ybnetctl status",
+                      {}};
+    return copy;
+}
+
+segment_copy read_contents_if_any(const session &run, segment_kind kind) {
         throw failure{exit_code::not_found,
                       what,
                       "none of the files given is a copy of it",
                       "--file with a copy of /dev/shm" + std::string(copy.format().name),
                       {}};
-    if (!copy.present)
-        throw failure{
-            exit_code::not_found, what, "there is none: no process has loaded it", "ybnetctl status", {}};
-    if (!copy.fits)
+    if (copy.present && !copy.fits)
         throw failure{exit_code::failed,
                       what,
                       copy.path + " has another layout than this build's, or was never finished",

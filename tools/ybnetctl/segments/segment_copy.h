@@ -63,6 +63,9 @@ segment_copy read_segment(const session &run, segment_kind kind, reading how = r
 // and 1 when it does not fit.
 segment_copy read_contents(const session &run, segment_kind kind);
 
+// The same for commands to which no live segment is an answer too: it is not present then.
+segment_copy read_contents_if_any(const session &run, segment_kind kind);
+
 // Any file as a segment; its size tells which. Throws failure.
 segment_copy read_segment_file(const std::string &path);
 

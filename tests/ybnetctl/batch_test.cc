@@ -180,9 +180,10 @@ TEST_F(hold, tells_the_service_manager_when_it_holds) {
     address.sun_family = AF_UNIX;
     std::string("/run/notify").copy(address.sun_path, sizeof(address.sun_path) - 1);
     ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
-    const tool_result result = run_command({"timeout", "-s", "TERM", "2", YBNETCTL, "hold", "--ports-only"},
-                                           {"NOTIFY_SOCKET=/run/notify"});
-    EXPECT_EQ(result.out, "holding the ports database until SIGTERM or SIGINT\n");
+    const tool_result result = run_command(
+        {"env", "--default-signal", "timeout", "-s", "TERM", "2", YBNETCTL, "hold", "--ports-only"},
+        {"NOTIFY_SOCKET=/run/notify"});
+    EXPECT_EQ(result.out, "holding the ports database until SIGTERM, SIGINT or SIGHUP\n");
     char text[256] = {};
     EXPECT_GT(recv(manager, text, sizeof(text) - 1, MSG_DONTWAIT), 0);
     EXPECT_STREQ(text, "READY=1\nSTATUS=holding the ports database");
@@ -191,10 +192,23 @@ TEST_F(hold, tells_the_service_manager_when_it_holds) {
     close(manager);
 }
 
+// As nohup(1) has SIGHUP, and a shell SIGINT for what it starts with &.
+TEST_F(hold, does_not_end_by_signals_that_were_ignored_when_it_started) {
+    const std::string script = "rm -f /run/held; '" YBNETCTL "' hold --ports-only > /run/held & pid=$!\n"
+                               "trap 'kill -KILL $pid 2>/dev/null' EXIT\n"
+                               "until [ -s /run/held ]; do sleep 0.01; done\n"
+                               "for signal in $SIGNALS; do kill -$signal $pid; done; sleep 0.3\n"
+                               "kill -0 $pid && kill -$END $pid && wait $pid; echo $?; cat /run/held";
+    EXPECT_EQ(run_command({"nohup", "sh", "-c", script}, {"SIGNALS=HUP INT", "END=TERM"}).out,
+              "0\nholding the ports database until SIGTERM\n");
+    EXPECT_EQ(run_command({"env", "--default-signal", "sh", "-c", script}, {"SIGNALS=INT", "END=HUP"}).out,
+              "0\nholding the ports database until SIGTERM or SIGHUP\n");
+}
+
 TEST_F(hold, of_one_database_leaves_the_other_alone) {
     ASSERT_EQ(net_lib_db_ports_unload(0), uint32_t{YB_STATUS_SUCCESS});
-    const tool_result result =
-        run_command({"timeout", "-s", "INT", "1", YBNETCTL, "--json", "hold", "--interfaces-only"});
+    const tool_result result = run_command({"env", "--default-signal", "timeout", "-s", "INT", "1", YBNETCTL,
+                                            "--json", "hold", "--interfaces-only"});
     const json said = json::parse(result.out);
     EXPECT_EQ(said["holding"]["interfaces"], true);
     EXPECT_EQ(said["holding"]["ports"], false);

@@ -7,7 +7,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <ostream>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/change/notify.h"
@@ -21,13 +23,35 @@ struct hold_options {
     bool ports_only = false;
 };
 
-sigset_t ending_signals() {
-    sigset_t signals;
-    (void)sigemptyset(&signals); // these cannot fail
-    (void)sigaddset(&signals, SIGTERM);
-    (void)sigaddset(&signals, SIGINT);
-    (void)sigaddset(&signals, SIGHUP);
-    return signals;
+struct ending_set {
+    sigset_t set = {};
+    std::string names; // "SIGTERM or SIGINT"
+};
+
+// Those that whoever started this does not have ignored: nohup(1) does SIGHUP, a shell's & SIGINT. Blocked and waited
+// for, an ignored signal would come nevertheless.
+ending_set signals_to_wait_for() {
+    struct candidate {
+        int number;
+        const char *name;
+    };
+    ending_set ending;
+    (void)sigemptyset(&ending.set); // this and what follows cannot fail for these
+    std::vector<std::string> names;
+    for (const candidate &each :
+         {candidate{SIGTERM, "SIGTERM"}, candidate{SIGINT, "SIGINT"}, candidate{SIGHUP, "SIGHUP"}}) {
+        struct sigaction now = {};
+        (void)sigaction(each.number, nullptr, &now);
+        if (now.sa_handler == SIG_IGN)
+            continue;
+        (void)sigaddset(&ending.set, each.number);
+        names.emplace_back(each.name);
+    }
+    for (size_t i = 0; i < names.size(); i++)
+        ending.names += (i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i];
+    if (names.empty())
+        ending.names = "SIGKILL"; // all others are ignored
+    return ending;
 }
 
 int wait_for_end(const sigset_t &signals) {
@@ -41,8 +65,8 @@ void hold(session &run, const hold_options &options) {
     if (run.dry_run)
         throw failure{exit_code::usage, "hold", "has no dry run: it only holds", "ybnetctl hold --help", {}};
     // Blocked before the load: a signal that comes meanwhile is waited for below, and the unload is never missed.
-    const sigset_t signals = ending_signals();
-    (void)sigprocmask(SIG_BLOCK, &signals, nullptr); // cannot fail
+    const ending_set ending = signals_to_wait_for();
+    (void)sigprocmask(SIG_BLOCK, &ending.set, nullptr); // cannot fail
 
     library &lib = library_of(run);
     if (!options.ports_only)
@@ -57,12 +81,12 @@ void hold(session &run, const hold_options &options) {
               json{{"holding", {{"interfaces", !options.ports_only}, {"ports", !options.interfaces_only}}},
                    {"pid", getpid()}});
     else
-        run.out << "holding " << what << " until SIGTERM or SIGINT\n";
+        run.out << "holding " << what << " until " << ending.names << '\n';
     run.out.flush();
     if (const std::string problem = notify_service_manager("READY=1\nSTATUS=holding " + std::string(what));
         !problem.empty())
         run.err << "ybnetctl: note: " << problem << '\n';
-    (void)wait_for_end(signals);
+    (void)wait_for_end(ending.set);
     (void)notify_service_manager("STOPPING=1"); // nothing to be done without it
     lib.stop();
 }
@@ -72,16 +96,20 @@ void hold(session &run, const hold_options &options) {
 void add_hold_command(command_line &line) {
     CLI::App *const command = add_command<hold_options>(
         &line.app(), line, "hold",
-        "Stay a user of the databases until SIGTERM or SIGINT, so that they outlive others",
+        "Stay a user of the databases until SIGTERM, SIGINT or SIGHUP; they outlive others",
         [](CLI::App &app, hold_options &options) {
             CLI::Option *const interfaces =
                 app.add_flag("--interfaces-only", options.interfaces_only, "Only the interfaces database");
             app.add_flag("--ports-only", options.ports_only, "Only the ports database")->excludes(interfaces);
         },
         hold,
-        {{"timeout --preserve-status -s INT 2 ybnetctl hold",
+        {{"timeout --preserve-status 2 ybnetctl hold",
           "for two seconds; as a service: ybnetctl-hold.service"}});
-    line.add_notes(command, "JSON: holding (object: interfaces, ports), pid; printed once both are held.");
+    line.add_notes(
+        command,
+        "A signal that is ignored when it starts stays ignored: so nohup(1) keeps it past the end of its "
+        "terminal, and Ctrl-C does not reach what a script started with &.\n\n"
+        "JSON: holding (object: interfaces, ports), pid; printed once both are held.");
 }
 
 } // namespace ybnetctl

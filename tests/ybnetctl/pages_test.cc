@@ -131,6 +131,17 @@ TEST(man_page, has_every_command_with_an_example) {
 }
 
 TEST(help, of_every_command_ends_with_examples_and_exit_codes) {
+TEST(man_page, has_the_rules_and_the_keys_of_a_batch) {
+    const std::string text = rendered("ybnetctl.8");
+    EXPECT_THAT(text, HasSubstr("\nBATCH\n"));
+    EXPECT_THAT(text, HasSubstr("'...' keeps everything as it is"));
+    EXPECT_THAT(text, HasSubstr("{\"line\": N, \"result\": ...}"));
+    EXPECT_THAT(text, HasSubstr("{\"line\": N, \"error\": ...}"));
+    EXPECT_THAT(text.substr(text.find("\nEXAMPLES\n")), HasSubstr("| ybnetctl -b -\n"));
+    EXPECT_THAT(run_tool({"--help"}).out, HasSubstr("| ybnetctl -b -\n"));
+}
+
+// Of the groups and of the tool itself too.
     for (auto command : leaves()) {
         const std::string name = joined(command);
         command.emplace_back("--help");

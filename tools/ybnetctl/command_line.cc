@@ -37,7 +37,6 @@ CLI::App *add_command_group(CLI::App *parent, const std::string &name, const std
 
 command_line::command_line(session &run) : run_(run), app_(purpose, "ybnetctl") {
     app_.formatter(std::make_shared<formatter>()); // before the commands, which inherit it
-    app_.footer(exit_codes);
     app_.set_version_flag("--version", "ybnetctl " YBNET_VERSION, "Print the version and end");
     app_.add_flag("--json", run.json_wanted, "Print one JSON document instead of text");
     app_.add_option("--color", run.colour,
@@ -81,6 +80,9 @@ command_line::command_line(session &run) : run_(run), app_(purpose, "ybnetctl") 
     add_hold_command(*this);
     add_upgrade_command(*this);
     read_numbers_strictly(&app_);
+    add_examples(&app_, {{"ybnetctl status", "both segments, who uses them, and their locks"},
+                         {"printf 'port show 0x10001\\nport show 0x10002\\n' | ybnetctl -b -",
+                          "many commands in one process, here from standard input"}});
 }
 
 std::function<void()> command_line::parse(const std::vector<std::string> &words) {
@@ -116,7 +118,7 @@ void command_line::add_examples(CLI::App *command, std::vector<example> examples
     std::string footer = examples.empty() ? "" : "Examples:\n";
     for (const example &each : examples)
         footer += "  " + each.line + "\n      " + each.shows + '\n';
-    command->footer(footer + (examples.empty() ? "" : "\n") + ending);
+    command->footer(footer + (examples.empty() ? "" : "\n") + (command == &app_ ? exit_codes : ending));
     examples_[command] = std::move(examples);
 }
 

@@ -14,6 +14,30 @@
 
 namespace ybnetctl {
 
+const char *const batch_rules =
+    "A batch is a file with one command a line, as it would stand behind ybnetctl; empty lines are passed "
+    "over. "
+    "Words are cut as a shell cuts them: '...' keeps everything as it is, \"...\" has \\ in front of \" and "
+    "\\, "
+    "and elsewhere \\ keeps the character behind it. "
+    "# at the beginning of a word makes the rest of the line a comment. "
+    "\\ at the end of a line joins it with the next one. "
+    "Nothing is expanded.\n\n"
+    "All lines run in one process, which starts the library once. "
+    "Of the options above --file alone may stand in a line; the others stand beside --batch, for all lines. "
+    "hold and monitor, which do not end by themselves, are refused.\n\n"
+    "The first failure ends the batch, unless --keep-going is given. "
+    "The exit code is that of the first failure either way, and every error names the file and the line. "
+    "Sentences that say what was done are left out; what a command was asked to show is printed.\n\n"
+    "SIGINT, SIGTERM and SIGHUP let the step that runs come to its end: the process says behind which line "
+    "it was "
+    "interrupted, unregisters and ends by that signal. "
+    "A second one ends it at once.\n\n"
+    "With --json each command prints a line of its own: {\"line\": N, \"result\": ...} with what it prints "
+    "outside "
+    "of a batch, or {\"line\": N, \"error\": ...} with the keys of any failure; N is the line of its first "
+    "word.";
+
 namespace {
 
 // They end by a signal, not by themselves.

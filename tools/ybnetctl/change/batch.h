@@ -13,6 +13,9 @@ namespace ybnetctl {
 // the first failure at the end.
 exit_code run_batch(session &run);
 
+// How FILE is read and what comes of it, for the man page: paragraphs, parted by empty lines.
+extern const char *const batch_rules;
+
 } // namespace ybnetctl
 
 #endif

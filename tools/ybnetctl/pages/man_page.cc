@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "tools/ybnetctl/change/batch.h"
 #include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/option_words.h"
 
@@ -70,6 +71,14 @@ void write_options(std::ostream &out, const CLI::App *command, bool with_help) {
         out << ".El\n";
 }
 
+void write_examples(std::ostream &out, const command_line &line, const CLI::App *command) {
+    std::string examples;
+    for (const example &each : line.examples_of(command))
+        examples += roff(each.line) + "\n    " + roff(each.shows) + '\n';
+    if (!examples.empty())
+        write_literal(out, examples);
+}
+
 void write_command(std::ostream &out, const command_line &line, const CLI::App *command) {
     out << ".Ss " << quoted(synopsis_of(command).substr(sizeof("ybnetctl"))) << '\n'
         << in_sentences(command->get_description()) << ".\n";
@@ -78,11 +87,7 @@ void write_command(std::ostream &out, const command_line &line, const CLI::App *
         out << ".Pp\n";
         write_paragraphs(out, notes);
     }
-    std::string examples;
-    for (const example &each : line.examples_of(command))
-        examples += roff(each.line) + "\n    " + roff(each.shows) + '\n';
-    if (!examples.empty())
-        write_literal(out, examples);
+    write_examples(out, line, command);
 }
 
 std::string offset_words(size_t offset) {
@@ -179,6 +184,8 @@ std::string man_page_of(const command_line &line) {
     out << ".Sh COMMANDS\n";
     for (const CLI::App *command : leaves_of(&app))
         write_command(out, line, command);
+    out << ".Sh BATCH\n";
+    write_paragraphs(out, batch_rules);
     out << ".Sh JSON\n"
         << "With\n.Sy \\-\\-json\n"
         << "standard output carries exactly one document, or one object a line where a command says so.\n"
@@ -196,7 +203,9 @@ std::string man_page_of(const command_line &line) {
         << ".Sh EXIT STATUS\n.Bl -tag -width Ds -compact\n"
         << ".It 0\nDone.\n.It 1\nFailed, or findings.\n.It 2\nUsage.\n.It 3\nWhat was asked for was not "
            "found.\n.El\n"
-        << ".Sh SEE ALSO\n.Xr net_lib_ifc 5 ,\n.Xr net_lib_port 5 ,\n.Xr ybnet 7 ,\n.Xr ip 8\n";
+        << ".Sh EXAMPLES\n";
+    write_examples(out, line, &app);
+    out << ".Sh SEE ALSO\n.Xr net_lib_ifc 5 ,\n.Xr net_lib_port 5 ,\n.Xr ybnet 7 ,\n.Xr ip 8\n";
     return out.str();
 }
 

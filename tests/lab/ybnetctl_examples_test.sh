@@ -48,15 +48,12 @@ BATCH
     cp /dev/shm/net_lib_* /tmp
 }
 
-leaves() { # COMMAND...: every command below it that has none below itself, one a line
+commands() { # COMMAND...: it and every command below it, one a line
     local name inner
     inner=$(ybnetctl "$@" --help | awk '/^Subcommands:/ {inside = 1; next} /^$/ {inside = 0} inside && /^  [^ ]/ {print $1}')
-    if [[ -z $inner ]]; then
-        echo "$*"
-        return
-    fi
+    echo "$*"
     for name in $inner; do
-        leaves "$@" "$name"
+        commands "$@" "$name"
     done
 }
 
@@ -71,8 +68,12 @@ while read -r command; do
         fi
         examples=$((examples + 1))
         code=0
-        timeout 60 bash -c "$line" >/tmp/out 2>&1 </dev/null || code=$?
-        if ((code != 0)); then
+        timeout 60 bash -o pipefail -c "$line" >/tmp/out 2>&1 </dev/null || code=$?
+        # jq(1) says so of a key that is not there, and ends with 0.
+        if [[ $line == *jq* ]] && grep -qx null /tmp/out; then
+            code='null of jq'
+        fi
+        if [[ $code != 0 ]]; then
             printf 'FAILED (%s): %s\n' "$code" "$line"
             sed 's/^/    /' /tmp/out
             failures=$((failures + 1))
@@ -82,7 +83,7 @@ while read -r command; do
         interface\ create* | interface\ edit | interface\ destroy* | interface\ set | address* | port\ set | port\ del | \
             lag\ bind | lag\ unbind) changed=yes ;;
     esac
-done < <(leaves)
+done < <(commands)
 
 printf '%s examples, %s failed\n' "$examples" "$failures"
 ((examples > 50 && failures == 0))

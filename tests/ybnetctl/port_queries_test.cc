@@ -148,6 +148,11 @@ TEST_F(port_queries, list_lags_with_their_members) {
 
 TEST_F(port_queries, tell_of_bindings_that_were_left_behind) {
     record([] {
+    for (const std::string group : {"lag", "mlag"}) { // alone
+        EXPECT_EQ(run_tool({group, "list"}).out, run_tool({group}).out);
+        EXPECT_EQ(run_tool({group, "list", "--json"}).out, run_tool({"--json", group}).out);
+        EXPECT_EQ(2, run_tool({group, "nonsense"}).code);
+    }
         yb_net_port_info_t lag = port_info("lag1", 0x10000500);
         lag.mlag_id = 9;
         set(0x20001, lag);

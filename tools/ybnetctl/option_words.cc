@@ -103,7 +103,9 @@ std::string synopsis_of(const CLI::App *command) {
             synopsis += option->get_required() ? ' ' + words : " [" + words + ']';
         }
     if (!subcommands_of(command).empty())
-        synopsis += command->get_parent() == nullptr ? " COMMAND" : " SUBCOMMAND";
+        synopsis += command->get_parent() == nullptr             ? " COMMAND"
+                    : command->get_require_subcommand_min() == 0 ? " [SUBCOMMAND]"
+                                                                 : " SUBCOMMAND";
     return synopsis;
 }
 

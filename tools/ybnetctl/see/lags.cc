@@ -173,15 +173,27 @@ constexpr const char *mlag_keys = "mlag_id, lag_log_port (what net_lib_db_lag_ge
                                   "lag_sys_ifindex and lag_name (null when no "
                                   "record of it is there), notes; beside them settled, lock_seen_free.";
 
+// A group that lists when nothing is said: there is little else that can be meant.
+void list_by_default(command_line &line, CLI::App *group, void (*list)(session &, const list_options &)) {
+    group->require_subcommand(0, 1);
+    group->callback([&line, group, list] {
+        if (group->get_subcommands().empty())
+            line.choose([&line, list] { list(line.run(), {}); });
+    });
+}
+
 } // namespace
 
 void add_lag_queries(command_line &line, CLI::App *lag, CLI::App *mlag) {
+    list_by_default(line, lag, list_lags);
+    list_by_default(line, mlag, list_mlags);
     CLI::App *const lags = add_command<list_options>(
         lag, line, "list",
         "All LAGs with their members, also those that only a member or an MLAG id still names",
         [](CLI::App &, list_options &) {}, list_lags,
         {{"ybnetctl lag list", "every LAG, its MLAG id and its members"}});
-    line.add_notes(lags, std::string("JSON: lags, each with ") + lag_keys);
+    line.add_notes(lags,
+                   std::string("ybnetctl lag alone does the same.\n\nJSON: lags, each with ") + lag_keys);
 
     CLI::App *const one_lag = add_command<lag_options>(
         lag, line, "show", "One LAG with its members",
@@ -196,7 +208,8 @@ void add_lag_queries(command_line &line, CLI::App *lag, CLI::App *mlag) {
     CLI::App *const mlags = add_command<list_options>(
         mlag, line, "list", "All MLAG ids in use, with their LAGs", [](CLI::App &, list_options &) {},
         list_mlags, {{"ybnetctl mlag list", "every MLAG id that is bound"}});
-    line.add_notes(mlags, std::string("JSON: mlags, each with ") + mlag_keys);
+    line.add_notes(mlags,
+                   std::string("ybnetctl mlag alone does the same.\n\nJSON: mlags, each with ") + mlag_keys);
 
     CLI::App *const one_mlag =
         add_command<mlag_options>(mlag, line, "show", "The LAG that an MLAG id is bound to",

@@ -119,6 +119,20 @@ TEST_F(interface_queries, find_by_name_in_every_namespace) {
     EXPECT_EQ(2, interface({"find", "--name", "vlan10", "--linux", "5"}).code);
 }
 
+TEST_F(interface_queries, find_by_system_ifindex_and_by_place_alone) {
+    EXPECT_EQ("110", found({"find", "110"}));
+    EXPECT_EQ("110", found({"find", "0x6e", "--netns", "blue"}));
+    EXPECT_EQ(3, interface({"find", "110", "--netns", "red"}).code);
+    EXPECT_EQ("101 130", found({"find", "--netns", ""}));
+    EXPECT_EQ("110", found({"find", "--vrf", "red"}));
+    const tool_result none = interface({"find", "111"});
+    EXPECT_EQ(3, none.code);
+    EXPECT_THAT(none.err, HasSubstr("interface 111: no record has it\n"));
+    EXPECT_THAT(interface({"find", "--netns", "green"}).err,
+                HasSubstr("no record is there in namespace green"));
+    EXPECT_THAT(interface({"find", "--vrf", "green"}).err, HasSubstr("no record is there with VRF green"));
+}
+
 TEST_F(interface_queries, say_where_the_library_answers_another_record) {
     const std::string path = changed_copy([](net_lib_db_interfaces_segment_t &segment) {
         segment.entries[7] = segment.entries[1]; // a second 110

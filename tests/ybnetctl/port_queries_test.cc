@@ -80,6 +80,10 @@ TEST_F(port_queries, find_by_logical_port_and_by_name) {
     EXPECT_EQ("65537", jq(run_tool({"port", "find", "--log-port", "65792", "--json"}).out, ".sys_ifindex"));
     EXPECT_EQ(3, run_tool({"port", "find", "--log-port", "0x10300"}).code);
     EXPECT_EQ(3, run_tool({"port", "find", "--name", "swp3"}).code);
+    EXPECT_EQ("65537", found({"port", "find", "0x10001"}));
+    EXPECT_EQ("65537", jq(run_tool({"port", "find", "65537", "--json"}).out, ".sys_ifindex"));
+    EXPECT_EQ(3, run_tool({"port", "find", "65540"}).code);
+    EXPECT_EQ(2, run_tool({"port", "find", "65537", "--name", "swp1"}).code);
     EXPECT_EQ(2, run_tool({"port", "find"}).code);
 }
 
@@ -144,15 +148,15 @@ TEST_F(port_queries, list_lags_with_their_members) {
     EXPECT_EQ("268436736", jq(run_tool({"mlag", "show", "7", "--json"}).out, ".mlags[0].lag_log_port"));
     EXPECT_EQ(3, run_tool({"mlag", "show", "8"}).code);
     EXPECT_EQ(2, run_tool({"mlag", "show", "1001"}).code);
-}
-
-TEST_F(port_queries, tell_of_bindings_that_were_left_behind) {
-    record([] {
     for (const std::string group : {"lag", "mlag"}) { // alone
         EXPECT_EQ(run_tool({group, "list"}).out, run_tool({group}).out);
         EXPECT_EQ(run_tool({group, "list", "--json"}).out, run_tool({"--json", group}).out);
         EXPECT_EQ(2, run_tool({group, "nonsense"}).code);
     }
+}
+
+TEST_F(port_queries, tell_of_bindings_that_were_left_behind) {
+    record([] {
         yb_net_port_info_t lag = port_info("lag1", 0x10000500);
         lag.mlag_id = 9;
         set(0x20001, lag);

@@ -34,6 +34,7 @@ struct show_options {
 };
 
 struct find_options {
+    std::optional<uint32_t> sys_ifindex;
     std::optional<uint32_t> linux_ifindex;
     std::optional<std::string> name;
     std::optional<std::string> ns;
@@ -119,12 +120,14 @@ void show(session &run, const show_options &options) {
 }
 
 bool matches(const interface_view &one, const find_options &options) {
+    if (options.sys_ifindex && one.sys_ifindex != *options.sys_ifindex)
+        return false;
     if (options.linux_ifindex) {
         // As the library does: no namespace given is the default one.
         return one.linux_ifindex == *options.linux_ifindex && one.ns == options.ns.value_or("") &&
                (!options.vrf || one.vrf_name == *options.vrf);
     }
-    return one.name == *options.name && (!options.ns || one.ns == *options.ns) &&
+    return (!options.name || one.name == *options.name) && (!options.ns || one.ns == *options.ns) &&
            (!options.vrf || one.vrf == options.vrf);
 }
 
@@ -140,29 +143,53 @@ std::string other_namespaces(const std::vector<interface_view> &all, const find_
     return text;
 }
 
+// Asked for all of a namespace or of a VRF.
+bool place_alone(const find_options &options) {
+    return !options.sys_ifindex && !options.linux_ifindex && !options.name;
+}
+
+void refuse_unclear(const find_options &options) {
+    std::string problem;
+    if (options.linux_ifindex && options.name)
+        problem = "--linux and --name exclude each other";
+    else if (place_alone(options) && !options.ns && !options.vrf)
+        problem = "one of SYSIF, --linux, --name, --netns and --vrf is needed";
+    if (!problem.empty())
+        throw failure{exit_code::usage, "interface find", problem, "ybnetctl interface find --help", {}};
+}
+
+std::string sought_in_words(const find_options &options) {
+    if (options.linux_ifindex)
+        return "Linux ifindex " + std::to_string(*options.linux_ifindex);
+    if (options.name)
+        return "netdev " + *options.name;
+    return options.sys_ifindex ? "interface " + std::to_string(*options.sys_ifindex) : "interface find";
+}
+
+std::string absence_in_words(const find_options &options) {
+    std::string where;
+    if (options.ns && !options.ns->empty())
+        where = "in namespace " + *options.ns;
+    else if (options.linux_ifindex || options.ns)
+        where = "in the default namespace";
+    if (options.vrf)
+        where += (where.empty() ? "with VRF " : " and VRF ") + *options.vrf;
+    return (place_alone(options) ? "no record is there" : "no record has it") +
+           (where.empty() ? "" : ' ' + where);
+}
+
 void find(session &run, const find_options &options) {
-    if (options.linux_ifindex.has_value() == options.name.has_value())
-        throw failure{exit_code::usage,
-                      "interface find",
-                      "one of --linux and --name is needed",
-                      "ybnetctl interface find --help",
-                      {}};
+    refuse_unclear(options);
     const segment_copy copy = read_contents(run, segment_kind::interfaces);
     const std::vector<interface_view> all = interfaces_in(copy.interfaces());
     std::vector<interface_view> found;
     std::copy_if(all.begin(), all.end(), std::back_inserter(found),
                  [&options](const interface_view &one) { return matches(one, options); });
     if (found.empty()) {
-        const std::string thing = options.linux_ifindex
-                                      ? "Linux ifindex " + std::to_string(*options.linux_ifindex)
-                                      : "netdev " + *options.name;
-        const std::string place = options.ns && !options.ns->empty()    ? " in namespace " + *options.ns
-                                  : options.linux_ifindex || options.ns ? " in the default namespace"
-                                                                        : "";
         const std::string elsewhere = other_namespaces(all, options);
         throw failure{exit_code::not_found,
-                      thing,
-                      "no record has it" + place + (options.vrf ? " and VRF " + *options.vrf : ""),
+                      sought_in_words(options),
+                      absence_in_words(options),
                       elsewhere.empty() ? "ybnetctl interface list" : "with " + elsewhere,
                       {}};
     }
@@ -171,7 +198,7 @@ void find(session &run, const find_options &options) {
         return;
     }
     print_interfaces(run, found);
-    if (options.linux_ifindex && found.size() > 1)
+    if (options.linux_ifindex && !options.sys_ifindex && found.size() > 1)
         run.out << "The library answers " << found.front().sys_ifindex << ", the first in the table"
                 << (options.vrf ? "" : ", unless the VRF is asked for too") << ".\n";
     warn_when_unsettled(run, copy);
@@ -214,8 +241,12 @@ void add_interface_queries(command_line &line, CLI::App *interface) {
             copy_keys + '.');
 
     CLI::App *const find_command = add_command<find_options>(
-        interface, line, "find", "The interface behind a netdev",
+        interface, line, "find",
+        "Interfaces by their system ifindex, their netdev, its namespace or their VRF",
         [](CLI::App &app, find_options &o) {
+            app.add_option("SYSIF", o.sys_ifindex, "system ifindex")
+                ->type_name("SYSIF")
+                ->check(whole_number());
             app.add_option("--linux", o.linux_ifindex, "Linux ifindex of the netdev")
                 ->type_name("IFINDEX")
                 ->check(whole_number());
@@ -226,6 +257,8 @@ void add_interface_queries(command_line &line, CLI::App *interface) {
         },
         find,
         {{"ybnetctl interface find --name vlan10", "every record of a netdev vlan10"},
+         {"ybnetctl interface find 110", "the netdev of a system ifindex"},
+         {"ybnetctl interface find --vrf red", "all of a VRF"},
          {"ybnetctl interface find --netns blue --linux "
           "$(ip netns exec blue cat /sys/class/net/vlan10/ifindex)",
           "the other direction: what stands behind a netdev of namespace blue", true},

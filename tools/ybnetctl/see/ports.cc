@@ -32,6 +32,7 @@ struct show_options {
 };
 
 struct find_options {
+    std::optional<uint32_t> sys_ifindex;
     std::optional<uint32_t> log_port;
     std::optional<std::string> name;
 };
@@ -155,10 +156,12 @@ void find_by_log_port(session &run, const segment_copy &copy, uint32_t log_port)
 }
 
 void find(session &run, const find_options &options) {
-    if (options.log_port.has_value() == options.name.has_value())
+    if (int{options.sys_ifindex.has_value()} + int{options.log_port.has_value()} +
+            int{options.name.has_value()} !=
+        1)
         throw failure{exit_code::usage,
                       "port find",
-                      "one of --log-port and --name is needed",
+                      "one of SYSIF, --log-port and --name is needed",
                       "ybnetctl port find --help",
                       {}};
     const segment_copy copy = read_contents(run, segment_kind::ports);
@@ -168,12 +171,14 @@ void find(session &run, const find_options &options) {
     }
     const std::vector<port_view> all = ports_in(copy.ports());
     std::vector<port_view> found;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(found),
-                 [&options](const port_view &one) { return one.name == *options.name; });
+    std::copy_if(all.begin(), all.end(), std::back_inserter(found), [&options](const port_view &one) {
+        return options.name ? one.name == *options.name : one.sys_ifindex == *options.sys_ifindex;
+    });
     if (found.empty())
         throw failure{exit_code::not_found,
-                      "port \"" + *options.name + '"',
-                      "no record has this name",
+                      "port " +
+                          (options.name ? '"' + *options.name + '"' : std::to_string(*options.sys_ifindex)),
+                      options.name ? "no record has this name" : "no record has this system ifindex",
                       "ybnetctl port list",
                       {}};
     if (!run.json_wanted) {
@@ -223,8 +228,11 @@ void add_port_queries(command_line &line, CLI::App *port) {
         "names of net_lib_port(5)) and notes; beside them settled, lock_seen_free.");
 
     CLI::App *const find_command = add_command<find_options>(
-        port, line, "find", "The port behind a logical port or a name",
+        port, line, "find", "Ports by their system ifindex, their logical port or their name",
         [](CLI::App &app, find_options &o) {
+            app.add_option("SYSIF", o.sys_ifindex, "system ifindex")
+                ->type_name("SYSIF")
+                ->check(whole_number());
             app.add_option("--log-port", o.log_port, "its logical port, of a LAG too")
                 ->type_name("LOG-PORT")
                 ->check(whole_number());
@@ -232,12 +240,14 @@ void add_port_queries(command_line &line, CLI::App *port) {
         },
         find,
         {{"ybnetctl port find --log-port 0x10100", "which port that is"},
+         {"ybnetctl port find 0x10001", "the logical port and the name of a system ifindex"},
          {"ybnetctl port find --name swp1", "the same by its name"}});
     line.add_notes(
         find_command,
         "JSON: ports (those that the map or their own record ties to the logical port, with the keys of port "
-        "list), sys_ifindex (what net_lib_db_log_port_get() answers, null when nothing; with --name that of "
-        "the first), notes, settled, lock_seen_free.");
+        "list), sys_ifindex (what net_lib_db_log_port_get() answers, null when nothing; with SYSIF or --name "
+        "that "
+        "of the first), notes, settled, lock_seen_free.");
 }
 
 } // namespace ybnetctl

@@ -239,6 +239,15 @@ TEST_F(dry_run, of_a_set_that_would_fail_says_so_at_the_step_and_claims_nothing_
     EXPECT_EQ(stored(140).rif, YB_NET_RIF_NONE);
 }
 
+TEST_F(dry_run, refused_before_its_first_step_is_the_whole_document_all_the_same) {
+    const json document = json_of({"--dry-run", "port", "del", "99"}, 3);
+    EXPECT_EQ(document["dry_run"], true);
+    EXPECT_EQ(document["steps"], json::array());
+    EXPECT_EQ(document["status"], "YB_STATUS_ENTRY_NOT_FOUND");
+    EXPECT_EQ(document["error"]["exit_code"], 3);
+    EXPECT_EQ(document["error"]["thing"], "port 99");
+}
+
 TEST_F(dry_run, of_a_creation_that_would_leave_a_netdev_claims_none_made) {
     tool_shims shims;
     stand_in_for_vlans(shims);

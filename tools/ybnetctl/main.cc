@@ -3,7 +3,9 @@
 // ybnetctl: what libybnet keeps, seen and changed from a shell. This file turns a
 // command line into one run and its exit code; the commands are in see/ (they
 // change nothing, create nothing and register nowhere) and change/.
+#include <algorithm>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,20 @@ using namespace ybnetctl;
 
 namespace {
 
+// What --help or --version asks for.
+void print_about(session &run, const command_line &line, const CLI::ParseError &error) {
+    if (!run.json_wanted) {
+        (void)line.app().exit(error, run.out, run.err);
+        return;
+    }
+    std::ostringstream text;
+    (void)line.app().exit(error, text, text);
+    if (error.get_name() == "CallForVersion")
+        print(run, json{{"version", YBNET_VERSION}});
+    else
+        print(run, json{{"help", text.str()}});
+}
+
 exit_code run_words(session &run, command_line &line, const std::vector<std::string> &words) {
     try {
         const auto action = line.parse(words);
@@ -34,8 +50,10 @@ exit_code run_words(session &run, command_line &line, const std::vector<std::str
         action();
         return run.ends_with;
     } catch (const CLI::ParseError &error) {
+        // Parsing may have ended in front of the option, or before it was taken over.
+        run.json_wanted = run.json_wanted || std::count(words.begin(), words.end(), "--json") != 0;
         if (error.get_exit_code() == 0) {
-            (void)line.app().exit(error, run.out, run.err); // --help, --version
+            print_about(run, line, error);
             return exit_code::done;
         }
         const failure what = line.usage_failure(error);

@@ -100,8 +100,8 @@ void change(session &run, const std::function<change_result(library &)> &command
         problem = what;
     }
     const std::vector<step> steps = rehearsed->take_steps();
-    if (problem && steps.empty())
-        throw *problem; // refused before there was anything to do
+    if (problem && steps.empty() && !run.json_wanted)
+        throw *problem; // refused before there was anything to do; JSON has one form whatever comes of it
     print_rehearsal(run, steps, problem);
     if (problem)
         run.ends_with = problem->code;

@@ -74,6 +74,17 @@ TEST_F(changes, failure_of_a_command_has_what_the_command_said) {
     EXPECT_EQ(error["reason"], "RTNETLINK answers: File exists");
     EXPECT_EQ(error["status"], "YB_STATUS_ERROR");
     EXPECT_EQ(error["thing"], "interface 140");
+    EXPECT_EQ(error["advice"], "ip link show loop1");
+}
+
+TEST_F(changes, failure_that_nothing_explains_leads_to_its_rehearsal) {
+    json error;
+    {
+        tool_shims shims;
+        shims.replace("ip", "echo odd >&2; exit 3");
+        error = json_of({"interface", "create", "loopback", "140", "--name", "loop1"}, 1)["error"];
+    }
+    make_netdev("loop1");
     // What to try can be pasted, and shows what fails.
     const std::string advice = error["advice"];
     EXPECT_EQ(advice, "ybnetctl --dry-run --json interface create loopback 140 --name loop1");
@@ -81,7 +92,28 @@ TEST_F(changes, failure_of_a_command_has_what_the_command_said) {
     EXPECT_EQ(tried.code, 1);
     const json rehearsal = json::parse(tried.out);
     EXPECT_EQ(rehearsal["steps"][0]["fails"], "there is a netdev \"loop1\" already");
-    EXPECT_EQ(rehearsal["error"]["advice"], ""); // not itself again
+    EXPECT_EQ(rehearsal["error"]["advice"], "ip link show loop1"); // not itself again
+}
+
+TEST_F(changes, failed_creation_says_what_it_lacks) {
+    const auto advice = [](std::vector<std::string> words) {
+        words.insert(words.begin(), {"interface", "create"});
+        return json_of(words, 1)["error"]["advice"].get<std::string>();
+    };
+    EXPECT_EQ(advice({"loopback", "1", "--name", "loop1", "--netns", "nowhere"}), "ip netns add nowhere");
+    EXPECT_EQ(advice({"port-vlan", "1", "--port", "swp7", "--vid", "5"}),
+              "ybnetctl interface list --type port");
+    make_netdev("swid0_eth");
+    EXPECT_EQ(advice({"vlan", "1", "--vid", "5", "--parent", "bond7"}), "ip link show");
+    make_netdev("taken", "red");
+    EXPECT_EQ(advice({"loopback", "1", "--name", "taken", "--netns", "red"}), "ip -n red link show taken");
+    tool_shims shims;
+    shims.replace("vconfig", "echo odd >&2; exit 3");
+    shims.replace("ip", "echo odd >&2; exit 3");
+    EXPECT_EQ(advice({"vlan", "1", "--vid", "5"}),
+              access("/proc/net/vlan", F_OK) == 0
+                  ? "ybnetctl --dry-run --json interface create vlan 1 --vid 5"
+                  : "modprobe 8021q");
 }
 
 TEST_F(changes, failure_that_left_a_netdev_says_so_and_how_to_remove_it) {

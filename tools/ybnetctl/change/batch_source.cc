@@ -19,7 +19,11 @@ namespace {
 constexpr size_t part_size = 1U << 16;
 
 failure unreadable(const std::string &name) {
-    return {exit_code::failed, name, std::string("cannot be read: ") + std::strerror(errno), "", {}};
+    return {exit_code::failed,
+            name,
+            std::string("cannot be read: ") + std::strerror(errno),
+            "-b FILE with one command a line; -b - reads standard input",
+            {}};
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "tools/ybnetctl/change/interface_create.h"
 
 #include <map>
+#include <unistd.h>
 
 #include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/change/inside_namespace.h"
@@ -52,10 +53,37 @@ places possible_places(library &lib, const yb_net_interface_params_t &params) {
     return all;
 }
 
-// A failure that a rehearsal can explain; in a rehearsal the steps have been shown.
-std::string advice_on(const session &run, const create_options &options) {
+// The kernel's 802.1Q, a module on many systems, is there when it shows this directory.
+bool tags_are_there() {
+    return access("/proc/net/vlan", F_OK) == 0;
+}
+
+// The netdev that a VLAN is stacked on; "" for a netdev that needs none.
+std::string lower_netdev(const create_options &options) {
+    if (options.type == YB_L2_INTERFACE_TYPE_PORT_VLAN)
+        return options.port;
+    if (options.type != YB_L2_INTERFACE_TYPE_VLAN)
+        return "";
+    return options.parent.empty() ? "swid" + std::to_string(options.swid) + "_eth" : options.parent;
+}
+
+// What the system, looked at now, speaks for. A failure that nothing explains a rehearsal can; in a rehearsal the steps
+// have been shown.
+std::string advice_on(const session &run, const library &lib, const create_options &options,
+                      const places &before) {
+    if (!options.netns.empty() && !namespace_exists(options.netns))
+        return "ip netns add " + shell_word(options.netns);
     if (options.type == YB_L2_INTERFACE_TYPE_PORT && !port_driver_is_there())
         return port_driver_advice;
+    for (const auto &[place, was_there] : before)
+        if (was_there)
+            return ip_in(place.first) + "link show " + shell_word(place.second);
+    const std::string lower = lower_netdev(options);
+    if (!lower.empty() && lib.netdev_index("", lower) == 0)
+        return options.type == YB_L2_INTERFACE_TYPE_PORT_VLAN ? "ybnetctl interface list --type port"
+                                                              : "ip link show";
+    if (!lower.empty() && !run.dry_run && !tags_are_there())
+        return "modprobe 8021q";
     return run.dry_run ? "" : "ybnetctl --dry-run " + shell_line(run.words);
 }
 
@@ -99,7 +127,7 @@ void create(session &run, const create_options &options) {
                                              value_of(vrid_number, options.vrid));
         });
         if (!answer.done())
-            throw failed_creation(lib, thing, answer, before, advice_on(run, options));
+            throw failed_creation(lib, thing, answer, before, advice_on(run, lib, options, before));
         return made_result(lib, options.sys_ifindex);
     });
 }

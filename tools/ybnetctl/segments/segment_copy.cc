@@ -151,8 +151,12 @@ segment_copy read_segment_file(const std::string &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.number < 0) {
         const int error = errno;
-        throw failure{
-            error == ENOENT ? exit_code::not_found : exit_code::failed, path, in_words(error), "", {}};
+        const bool refused = error == EACCES || error == EPERM;
+        throw failure{error == ENOENT ? exit_code::not_found : exit_code::failed,
+                      path,
+                      in_words(error),
+                      refused ? "run it as a user who may read the file" : copy_advice,
+                      {}};
     }
     segment_copy copy;
     copy.path = path;
@@ -207,9 +211,6 @@ segment_copy read_segment(const session &run, segment_kind kind, reading how) {
 }
 
 segment_copy read_contents(const session &run, segment_kind kind) {
-    segment_copy copy = read_segment(run, kind);
-    const std::string what = database_name(kind);
-    if (!copy.present && !copy.live)
     segment_copy copy = read_contents_if_any(run, kind);
     if (!copy.present)
         throw failure{exit_code::not_found,
@@ -221,6 +222,9 @@ segment_copy read_contents(const session &run, segment_kind kind) {
 }
 
 segment_copy read_contents_if_any(const session &run, segment_kind kind) {
+    segment_copy copy = read_segment(run, kind);
+    const std::string what = database_name(kind);
+    if (!copy.present && !copy.live)
         throw failure{exit_code::not_found,
                       what,
                       "none of the files given is a copy of it",

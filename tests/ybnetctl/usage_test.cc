@@ -7,8 +7,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/ybnetctl/tool.h"
 
+using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -39,6 +42,26 @@ TEST_P(usage, mistake_is_named_with_what_was_expected) {
     EXPECT_THAT(result.err, Not(HasSubstr("Could not convert")));
 }
 
+// Wherever the option stands: parsing may have ended in front of it.
+TEST_P(usage, mistake_is_one_document_with_json) {
+    std::vector<std::string> in_front = GetParam().words;
+    in_front.insert(in_front.begin(), "--json");
+    std::vector<std::string> behind = GetParam().words;
+    behind.emplace_back("--json");
+    for (const auto &words : {in_front, behind}) {
+        const tool_result result = run_tool(words);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_EQ(result.err, "");
+        const json error = json::parse(result.out).at("error");
+        EXPECT_EQ(error.at("exit_code"), 2);
+        EXPECT_EQ(error.at("status"), nullptr);
+        const std::string thing = error.at("thing");
+        EXPECT_THAT((thing.empty() ? "" : thing + ": ") + error.at("reason").get<std::string>(),
+                    HasSubstr(GetParam().said));
+        EXPECT_THAT(error.at("advice"), testing::StartsWith("ybnetctl "));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     number, usage,
     testing::Values(
@@ -62,6 +85,43 @@ INSTANTIATE_TEST_SUITE_P(
         mistake{{"mlag", "show", "0"}, "mlag show: ID: Value 0 not in range 1 to 1000"},
         mistake{{"monitor", "--interface", "swp1"}, "monitor: --interface: \"swp1\"" + any_number},
         mistake{{"monitor", "--count", "0"}, "monitor: --count: Value 0 not in range 1 to 1000000000"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    word, usage,
+    testing::Values(mistake{{"nonsense"}, "no such command or option: nonsense"},
+                    mistake{{"interface", "list", "--nonsense"}, "no such command or option: --nonsense"},
+                    mistake{{"--color", "purple", "status"}, "--color: purple not in {auto,always,never}"},
+                    mistake{{"port", "set"}, "port set: SYSIF is required"},
+                    mistake{{"interface"}, "interface: A subcommand is required"},
+                    mistake{{"interface", "find"},
+                            "one of SYSIF, --linux, --name, --netns and --vrf is needed"},
+                    mistake{{}, "no command given"}));
+
+TEST(about, version_and_help_are_documents_with_json) {
+    const tool_result version = run_tool({"--json", "--version"});
+    EXPECT_EQ(version.code, 0);
+    EXPECT_EQ("ybnetctl " + json::parse(version.out).at("version").get<std::string>() + '\n',
+              run_tool({"--version"}).out);
+    for (const std::vector<std::string> &command : {std::vector<std::string>{}, {"interface", "list"}}) {
+        std::vector<std::string> words = command;
+        words.emplace_back("--help");
+        const std::string text = run_tool(words).out;
+        words.emplace_back("--json");
+        const tool_result help = run_tool(words);
+        EXPECT_EQ(help.code, 0);
+        EXPECT_EQ(json::parse(help.out).at("help"), text);
+    }
+}
+
+TEST(files, that_are_not_there_come_with_advice) {
+    const tool_result copy = run_tool({"--file", "/nonexistent", "status"});
+    EXPECT_EQ(copy.code, 3);
+    EXPECT_THAT(copy.err, HasSubstr("/nonexistent: No such file or directory\n  try: a copy made by cp "));
+    const tool_result batch = run_tool({"-b", "/nonexistent"});
+    EXPECT_EQ(batch.code, 1);
+    EXPECT_THAT(batch.err,
+                HasSubstr("/nonexistent: cannot be read: No such file or directory\n  try: -b FILE "));
+}
 
 // The advice names the command that was meant, not the group that it is in.
 TEST(usage_advice, leads_to_the_help_of_the_very_command) {

@@ -80,6 +80,13 @@ command_line::command_line(session &run) : run_(run), app_(purpose, "ybnetctl") 
     add_hold_command(*this);
     add_upgrade_command(*this);
     read_numbers_strictly(&app_);
+    add_examples(interface, {{"ybnetctl interface list", "every interface that is recorded"},
+                             {"ybnetctl interface find 110", "one of them"}});
+    add_examples(port, {{"ybnetctl port list", "every port and LAG that is recorded"},
+                        {"ybnetctl port find --name swp1", "one of them"}});
+    add_examples(lag, {{"ybnetctl lag", "every LAG, its MLAG id and its members"},
+                       {"ybnetctl lag show 0x10000500", "one of them"}});
+    add_examples(mlag, {{"ybnetctl mlag", "every MLAG id that is bound"}});
     add_examples(&app_, {{"ybnetctl status", "both segments, who uses them, and their locks"},
                          {"printf 'port show 0x10001\\nport show 0x10002\\n' | ybnetctl -b -",
                           "many commands in one process, here from standard input"}});

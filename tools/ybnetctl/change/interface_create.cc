@@ -213,6 +213,8 @@ void add_interface_create(command_line &line, CLI::App *interface) {
     CLI::App *const group =
         add_command_group(interface, "create",
                           "Make the netdev of a router interface, move it into its namespace and record it");
+    line.add_examples(group, {{"ybnetctl --dry-run interface create loopback 141 --name loop2 --netns red",
+                               "what it would run, and do nothing"}});
     add_type(
         line, group, YB_L2_INTERFACE_TYPE_VLAN, "A VLAN netdev on a switch partition's netdev, swidN_eth",
         [](CLI::App &app, create_options &options) {

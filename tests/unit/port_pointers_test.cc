@@ -64,7 +64,7 @@ class port_pointers : public ports_test {
 };
 
 TEST_F(port_pointers, set_reads_the_record_before_the_lock) {
-    auto *const bad = reinterpret_cast<yb_net_port_info_t *>(static_cast<uint8_t *>(barrier()) - 71);
+    auto *const bad = reinterpret_cast<yb_net_port_info_t *>(static_cast<uint8_t *>(barrier()) - 68);
     EXPECT_EQ(faulted_unlocked, run([=] { (void)net_lib_db_port_set(5, bad); }));
     EXPECT_EQ(faulted_unlocked, run([] { (void)net_lib_db_port_set(5, nullptr); }));
 }

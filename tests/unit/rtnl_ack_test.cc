@@ -26,7 +26,7 @@ struct found {
 
 found find(const bytes &datagram, bool truncated = false) {
     guarded_bytes guarded(datagram.size());
-    memcpy(guarded.data(), datagram.data(), datagram.size());
+    std::copy(datagram.begin(), datagram.end(), static_cast<uint8_t *>(guarded.data()));
     stderr_capture captured;
     const rtnl_ack result = rtnl_ack_find(guarded.data(), datagram.size(), truncated, our_port, our_sequence);
     return {result, captured.text()};

@@ -96,7 +96,8 @@ class rtnl_talking : public testing::Test {
         static_cast<struct sockaddr_nl *>(message->msg_name)->nl_pid = source_port;
         message->msg_namelen = next.address_length;
         message->msg_flags = next.flags;
-        memcpy(message->msg_iov[0].iov_base, next.content.data(), next.content.size());
+        std::copy(next.content.begin(), next.content.end(),
+                  static_cast<uint8_t *>(message->msg_iov[0].iov_base));
         return static_cast<ssize_t>(next.content.size());
     }
 };

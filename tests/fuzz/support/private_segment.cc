@@ -43,8 +43,8 @@ private_segment::private_segment(segment &seg, yb_status_t (*load)(uint32_t), vo
     auto *const around = static_cast<std::byte *>(
         mmap(nullptr, mapped + 2 * guard, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
     FUZZ_CHECK(around != MAP_FAILED);
-    void *const body =
-        mmap(around + guard, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, seg.descriptor, 0);
+    void *const body = mmap(around + guard, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED,
+                            seg.place.descriptor, 0);
     FUZZ_CHECK(body == around + guard);
     ASAN_POISON_MEMORY_REGION(around + guard + size, mapped - size);
     FUZZ_CHECK(munmap(seg.body, size) == 0);

@@ -11,12 +11,6 @@
 
 #include "tests/host/netdev_fixture.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define HEAP_IS_WATCHED 0
-#else
-#define HEAP_IS_WATCHED 1
-#endif
-
 extern "C" {
 void heap_user_malloc(void);
 void heap_user_calloc(void);
@@ -32,7 +26,7 @@ uintptr_t watched_from = 0;
 uintptr_t watched_to = 0;
 int seen = 0;
 
-[[maybe_unused]] void note(const void *caller) {
+void note(const void *caller) {
     const auto address = reinterpret_cast<uintptr_t>(caller);
     if (address >= watched_from && address < watched_to)
         seen++;
@@ -40,7 +34,6 @@ int seen = 0;
 
 } // namespace
 
-#if HEAP_IS_WATCHED
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
@@ -92,7 +85,6 @@ void operator delete(void *memory, size_t) noexcept {
 void operator delete[](void *memory, size_t) noexcept {
     free(memory);
 }
-#endif
 
 namespace {
 
@@ -119,8 +111,6 @@ bool watch(const char *library) {
 class no_heap : public testing::Test {
   protected:
     void SetUp() override {
-        if (!HEAP_IS_WATCHED)
-            GTEST_SKIP() << "the sanitizer has its own malloc()";
         clear_netdevs();
         platform::reset();
     }

@@ -132,7 +132,7 @@ TEST_F(port_request, handle_is_opened_with_the_documented_calls) {
 
 TEST_F(port_request, kernel_without_the_link_kind_refuses_it_and_all_is_told) {
     if (run_ip({"link", "add", "probe", "type", "yb_netdev"}).status == 0)
-        GTEST_SKIP() << "this kernel has the driver";
+        GTEST_SKIP() << "this kernel has the driver and refuses nothing: lab.netdevs shows what it does then";
     EXPECT_EQ("1\n"
               "RTNETLINK answers [95]: Operation not supported\n"
               "1 yb_net_port_if_set: rtnl_talk: failed to CREATE port netdev \"swp1\".\n",

@@ -245,8 +245,7 @@ INTERPOSE(int, setsockopt,
 INTERPOSE(int, bind, (int descriptor, const struct sockaddr *address, socklen_t size) noexcept,
           (descriptor, address, size), -1)
 INTERPOSE(int, madvise, (void *address, size_t size, int advice) noexcept, (address, size, advice), -1)
-INTERPOSE(int, __register_atfork, // NOLINT(bugprone-reserved-identifier): the C library's name
-          (void (*before)(), void (*in_parent)(), void (*in_child)(), void *caller),
+INTERPOSE(int, __register_atfork, (void (*before)(), void (*in_parent)(), void (*in_child)(), void *caller),
           (before, in_parent, in_child, caller), reason)
 INTERPOSE(int, pthread_key_create, (pthread_key_t * key, void (*destructor)(void *)) noexcept,
           (key, destructor), reason)

@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What the pages for people say, held to what is there. Called by docs_test.sh and tutorial_test.sh.
+"""What the pages for people say, held to what is there. Called by docs_test.sh, tutorial_test.sh and demo_test.sh.
 
 usage: docs_check.py links DIR              every relative link of the *.md files under DIR leads somewhere
        docs_check.py blocks SOURCE_DIR      code blocks marked with a file are that file
        docs_check.py messages SOURCE_DIR    messages shown as logged are ones that the library can log
        docs_check.py output SOURCE_DIR NAME the marked transcript NAME of the tutorial, without its command
+       docs_check.py transcript README FILE each command of the README's transcript printed the same in FILE, a demo's
+       docs_check.py client SOURCE_DIR      the README's piece of C as a whole program
 """
 import re
 import sys
@@ -82,15 +84,56 @@ def check_messages(source):
         yield f"{page}: only {len(lines)} messages found"
 
 
+def commands(lines):
+    """Each command of a transcript with what it printed, each time; the kernel makes up the hardware addresses."""
+    found = {}
+    printed = None
+    for line in lines:
+        if line.startswith("$ "):
+            printed = []
+            found.setdefault(line, []).append(printed)
+        elif not line.strip():
+            printed = None
+        elif printed is not None:
+            printed.append(re.sub(r"([0-9a-f]{2}:){5}[0-9a-f]{2}", "MAC", line.rstrip()))
+    return found
+
+
+def check_transcript(readme, demo):
+    played = commands(demo.read_text(encoding="utf-8").splitlines())
+    shown = commands(re.search(r"^```\n(\$ .*?)^```$", readme.read_text(encoding="utf-8"), re.S | re.M)[1].splitlines())
+    for command, printed in shown.items():
+        if command not in played:
+            yield f"{readme}: the demo does not run: {command}"
+        elif not all(each in played[command] for each in printed):
+            yield "\n".join([f"{readme}: the demo's {command} printed:", *played[command][0]])
+
+
+def client(source):
+    """The statements of the README's block stand in main(), the inclusions before it."""
+    block = re.search(r"^```c\n(.*?)^```$", (source / "README.md").read_text(encoding="utf-8"), re.S | re.M)[1]
+    included = [line for line in block.splitlines() if line.startswith("#include")]
+    body = [line for line in block.splitlines() if not line.startswith("#include")]
+    return "\n".join(["#include <stdio.h>", *included, "int main(void) {", *body, "return 0;", "}"])
+
+
 def main(what, *arguments):
+    if what == "client":
+        print(client(Path(*arguments)))
+        return 0
     if what == "output":
         source, name = arguments
         text = Path(source, "docs", "tutorial.md").read_text(encoding="utf-8")
         block = next(b for b in MARKED.finditer(text) if b["kind"] == "output" and b["name"] == name)
         print("\n".join(line for line in block["text"].splitlines() if not line.startswith("$ ")))
         return 0
-    checks = {"links": check_links, "blocks": check_blocks, "messages": check_messages}
-    problems = list(checks[what](Path(*arguments).resolve()))
+    checks = {
+        "links": check_links,
+        "blocks": check_blocks,
+        "messages": check_messages,
+        "transcript": check_transcript,
+    }
+    problems = list(checks[what](*(Path(argument).resolve() for argument in arguments)))
     print("\n".join(problems), end="\n" if problems else "")
     return 1 if problems else 0
 

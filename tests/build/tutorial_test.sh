@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The tutorial's two programs, built against the installed library as the tutorial builds them, print what it shows:
-# two processes on this machine's kernel, in namespaces of the test's own.
+# two processes on this machine's kernel, in namespaces of the test's own. The README's piece of C compiles, too.
 # usage: tutorial_test.sh SOURCE_DIR BUILD_DIR
 set -euo pipefail
 source_dir=$1
@@ -64,6 +64,10 @@ cmake -S "$examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/root/usr" -DCMA
     >/dev/null
 cmake --build "$work/build" >/dev/null
 cp "$work/build/follower" "$work/"
+
+"$here/docs_check.py" client "$source_dir" >"$work/client.c"
+# shellcheck disable=SC2046
+cc -std=c99 -Wall -Wextra -Werror -o "$work/client" "$work/client.c" $(pkg-config --cflags --libs libybnet ybnet-platform)
 
 # As root of a user namespace of its own; on a host that refuses one, as the host's root.
 namespaces=(--mount --net)

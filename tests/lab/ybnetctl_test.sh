@@ -14,6 +14,18 @@ is() {
     [[ $2 == *"$3"* ]] || fail "$1: no \"$3\" in: $2"
 }
 
+# becomes WHAT PART COMMAND...: whether its output has the part within ten seconds; the kernel reports links late.
+becomes() {
+    local what=$1 part=$2 try text
+    shift 2
+    for ((try = 0; try < 100; try++)); do
+        text=$("$@")
+        [[ $text == *"$part"* ]] && return
+        sleep 0.1
+    done
+    is "$what" "$text" "$part"
+}
+
 ybnetctl hold >/tmp/hold.out &
 holder=$!
 for ((try = 0; try < 300; try++)); do
@@ -72,7 +84,7 @@ if ybnetctl interface create vlan 112 --vid 12 --netns nowhere 2>/tmp/err; then
     fail 'a namespace that is missing was no failure'
 fi
 is 'the half-made VLAN' "$(cat /tmp/err)" 'was made and exists without a record: nothing is rolled back'
-is 'what to do' "$(cat /tmp/err)" 'try: ip link del swid0_eth.12'
+is 'what to do' "$(cat /tmp/err)" 'try: ip link del dev swid0_eth.12'
 ip link del swid0_eth.12
 is 'the same rehearsed' "$(ybnetctl --dry-run interface create vlan 112 --vid 12 --netns nowhere 2>&1 || true)" \
     'ip link set netns nowhere swid0_eth.12   (which would fail: there is no namespace "nowhere")'
@@ -81,9 +93,9 @@ is 'the same rehearsed' "$(ybnetctl --dry-run interface create vlan 112 --vid 12
 ybnetctl interface set 110 --admin up --rif 9
 is 'the state in blue' "$(ip -n blue link show vlan10)" ',UP'
 ybnetctl interface set 101 --admin up --oper down
-is 'the oper state' "$(ip link show swp1)" 'NO-CARRIER'
+becomes 'the oper state' 'NO-CARRIER' ip link show swp1
 ybnetctl interface set 101 --oper up
-is 'the oper state' "$(ip link show swp1)" 'LOWER_UP'
+becomes 'the oper state' 'state UP' ip link show swp1
 is 'the driver step' "$(ybnetctl --dry-run interface set 101 --oper down)" \
     'would write: oper_dev swp1 down > /proc/qrn_yb/yb_core'
 is 'the state after a dry run' "$(ip link show swp1)" 'LOWER_UP'

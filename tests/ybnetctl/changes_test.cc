@@ -74,7 +74,7 @@ TEST_F(changes, failure_of_a_command_has_what_the_command_said) {
     EXPECT_EQ(error["reason"], "RTNETLINK answers: File exists");
     EXPECT_EQ(error["status"], "YB_STATUS_ERROR");
     EXPECT_EQ(error["thing"], "interface 140");
-    EXPECT_EQ(error["advice"], "ip link show loop1");
+    EXPECT_EQ(error["advice"], "ip link show dev loop1");
 }
 
 TEST_F(changes, failure_that_nothing_explains_leads_to_its_rehearsal) {
@@ -92,7 +92,7 @@ TEST_F(changes, failure_that_nothing_explains_leads_to_its_rehearsal) {
     EXPECT_EQ(tried.code, 1);
     const json rehearsal = json::parse(tried.out);
     EXPECT_EQ(rehearsal["steps"][0]["fails"], "there is a netdev \"loop1\" already");
-    EXPECT_EQ(rehearsal["error"]["advice"], "ip link show loop1"); // not itself again
+    EXPECT_EQ(rehearsal["error"]["advice"], "ip link show dev loop1"); // not itself again
 }
 
 TEST_F(changes, failed_creation_says_what_it_lacks) {
@@ -106,7 +106,7 @@ TEST_F(changes, failed_creation_says_what_it_lacks) {
     make_netdev("swid0_eth");
     EXPECT_EQ(advice({"vlan", "1", "--vid", "5", "--parent", "bond7"}), "ip link show");
     make_netdev("taken", "red");
-    EXPECT_EQ(advice({"loopback", "1", "--name", "taken", "--netns", "red"}), "ip -n red link show taken");
+    EXPECT_EQ(advice({"loopback", "1", "--name", "taken", "--netns", "red"}), "ip -n red link show dev taken");
     tool_shims shims;
     shims.replace("vconfig", "echo odd >&2; exit 3");
     shims.replace("ip", "echo odd >&2; exit 3");
@@ -129,7 +129,7 @@ TEST_F(changes, failure_that_left_a_netdev_says_so_and_how_to_remove_it) {
     EXPECT_THAT(result.err,
                 HasSubstr("the netdev loop1 in namespace red was made and exists without a record: "
                           "nothing is rolled back (YB_STATUS_ENTRY_ALREADY_EXISTS)"));
-    EXPECT_THAT(result.err, HasSubstr("try: ip -n red link del loop1; or: ybnetctl audit"));
+    EXPECT_THAT(result.err, HasSubstr("try: ip -n red link del dev loop1; or: ybnetctl audit"));
     EXPECT_TRUE(netdev_exists("loop1", "red"));
 }
 

@@ -77,7 +77,7 @@ std::string advice_on(const session &run, const library &lib, const create_optio
         return port_driver_advice;
     for (const auto &[place, was_there] : before)
         if (was_there)
-            return ip_in(place.first) + "link show " + shell_word(place.second);
+            return ip_in(place.first) + "link show dev " + shell_word(place.second);
     const std::string lower = lower_netdev(options);
     if (!lower.empty() && lib.netdev_index("", lower) == 0)
         return options.type == YB_L2_INTERFACE_TYPE_PORT_VLAN ? "ybnetctl interface list --type port"
@@ -102,7 +102,8 @@ failure failed_creation(library &lib, const std::string &thing, const call_answe
             continue;
         }
         what.reason += netdev + " was made and exists without a record: nothing is rolled back";
-        what.advice = ip_in(place.first) + "link del " + shell_word(place.second) + "; or: ybnetctl audit";
+        what.advice =
+            ip_in(place.first) + "link del dev " + shell_word(place.second) + "; or: ybnetctl audit";
     }
     return what;
 }

@@ -78,7 +78,7 @@ std::string advice_after_destroy(library &lib, const destroy_options &options,
     if (lib.netdev_index(ns, name) == 0)
         return "ybnetctl interface destroy " + std::to_string(options.sys_ifindex) +
                " --record-only # the record of a netdev that is gone";
-    return ip_in(ns) + "-d link show " + shell_word(name);
+    return ip_in(ns) + "-d link show dev " + shell_word(name);
 }
 
 void destroy(session &run, const destroy_options &options) {

@@ -5,6 +5,7 @@
 // a process that keeps writing is of one piece.
 #include <dlfcn.h>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -107,6 +108,47 @@ TEST_F(looking, opens_for_reading_only_and_maps_nothing) {
     }
     EXPECT_GT(opened, seeing_commands.size());
     user.kill();
+}
+
+TEST_F(looking, waits_for_nobody_who_died_with_a_lock) {
+    database_user user([] {
+        record_all();
+        net_lib_db_interface_lock_acquire();
+    });
+    std::filesystem::copy_file(interfaces_format.path, "/run/before",
+                               std::filesystem::copy_options::overwrite_existing);
+    user.kill();
+    const auto interfaces = segment_bytes(interfaces_format);
+    const auto ports = segment_bytes(ports_format);
+    for (const auto &words : seeing_commands) {
+        std::vector<std::string> limited = {"timeout", "20", YBNETCTL};
+        limited.insert(limited.end(), words.begin(), words.end());
+        const tool_result result = run_program(limited);
+        EXPECT_EQ(expected_code(words), result.code) << words[0] << result.err;
+        EXPECT_NE("", result.out) << words[0];
+    }
+    EXPECT_EQ(interfaces, segment_bytes(interfaces_format)); // the lock is still the dead one's
+    EXPECT_EQ(ports, segment_bytes(ports_format));
+}
+
+TEST_F(looking, is_coloured_on_a_terminal_only) {
+    database_user user(record_all);
+    std::filesystem::copy_file(interfaces_format.path, "/run/before",
+                               std::filesystem::copy_options::overwrite_existing);
+    std::string bytes = contents_of("/run/before");
+    bytes.replace(bytes.find("vlan10"), 6, "vlan11"); // for diff
+    std::ofstream("/run/before", std::ios::binary) << bytes;
+    for (const auto &words : seeing_commands) {
+        std::string line;
+        for (const std::string &word : words)
+            line += word + ' ';
+        const bool plain = words[0] == "dump"; // for grep(1) and diff(1)
+        EXPECT_EQ(plain, run_tool_on_terminal(line).out.find("\033[") == std::string::npos) << line;
+        EXPECT_THAT(run_tool_on_terminal(line, {"NO_COLOR=1"}).out, Not(HasSubstr("\033["))) << line;
+        EXPECT_THAT(run_tool_on_terminal("--json " + line).out, Not(HasSubstr("\033["))) << line;
+        EXPECT_THAT(run_tool(words).out, Not(HasSubstr("\033["))) << line;
+    }
+    EXPECT_EQ(0, user.end());
 }
 
 TEST_F(looking, sees_records_of_one_piece_beside_a_writer) {

@@ -153,6 +153,37 @@ TEST_F(batch, shows_its_progress_on_a_terminal_only) {
     EXPECT_THAT(result.out, HasSubstr("40000 commands, "));
 }
 
+// A failure, a note and a table, each behind a bar that has been shown: it is when a command comes late.
+TEST_F(batch, takes_the_bar_away_before_anything_else_is_printed) {
+    std::string script = "echo port set 1 --name p; ";
+    for (const char *const line : {"port del 99999", "lag bind 1 --lag 0x10000500", "port find --name p"})
+        script += "sleep 0.2; printf 'port set 1 --name p\\n" + std::string(line) + "\\n'; ";
+    const auto printed = [&script](const std::string &output) {
+        const tool_result result = run_command(
+            {"script", "-qec", "{ " + script + "} | " YBNETCTL " --keep-going -b -" + output, "/dev/null"});
+        EXPECT_EQ(result.code, 3);
+        return result.out;
+    };
+    const auto behind_the_bar = [](const std::string &text, const std::string &said) {
+        const size_t place = text.find(said);
+        return place != std::string::npos && place >= 4 && text.substr(place - 4, 4) == "\r\033[K";
+    };
+    for (const char *const output : {"", " >/dev/null"}) {
+        const std::string text = printed(output);
+        EXPECT_PRED2(behind_the_bar, text, "ybnetctl: standard input:3: port 99999");
+        EXPECT_PRED2(behind_the_bar, text, "ybnetctl: standard input:5: note: ");
+        if (*output == '\0') {
+            EXPECT_PRED2(behind_the_bar, text, "\033[1mSYSIF");
+        }
+    }
+}
+
+TEST_F(batch, names_the_line_in_notes) {
+    write("port set 1 --name a\nlag bind 1 --lag 0x10000500\n");
+    EXPECT_THAT(run_tool({"-b", "/run/batch"}).err,
+                StartsWith("ybnetctl: /run/batch:2: note: LAG 0x10000500 is not recorded itself"));
+}
+
 // ---- hold -----------------------------------------------------------------------
 
 TEST_F(hold, keeps_the_databases_until_it_is_told_to_end) {
@@ -203,6 +234,22 @@ TEST_F(hold, does_not_end_by_signals_that_were_ignored_when_it_started) {
               "0\nholding the ports database until SIGTERM\n");
     EXPECT_EQ(run_command({"env", "--default-signal", "sh", "-c", script}, {"SIGNALS=INT", "END=HUP"}).out,
               "0\nholding the ports database until SIGTERM or SIGHUP\n");
+}
+
+TEST_F(hold, rehearses_its_registrations) {
+    EXPECT_EQ(run_tool({"--dry-run", "hold"}).out, "would record: this process as user 2 of /net_lib_ifc\n"
+                                                   "would record: this process as user 2 of /net_lib_port\n");
+    const json said = json::parse(run_tool({"--dry-run", "--json", "hold", "--ports-only"}).out);
+    ASSERT_EQ(said["steps"].size(), 1U);
+    EXPECT_EQ(said["steps"][0]["details"]["user_count"], 2);
+    EXPECT_EQ(segment_view(interfaces_format).user_count(), 1U);
+    EXPECT_EQ(segment_view(ports_format).user_count(), 1U);
+
+    ASSERT_EQ(net_lib_db_ports_unload(0), uint32_t{YB_STATUS_SUCCESS});
+    EXPECT_EQ(run_tool({"--dry-run", "hold", "--ports-only"}).out,
+              "would record: this process as user 1 of /net_lib_port\n");
+    EXPECT_FALSE(segment_exists(ports_format));
+    ASSERT_EQ(net_lib_db_ports_load(0), uint32_t{YB_STATUS_SUCCESS});
 }
 
 TEST_F(hold, of_one_database_leaves_the_other_alone) {

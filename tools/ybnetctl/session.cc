@@ -20,6 +20,13 @@ bool session::colourful() const {
 
 namespace {
 
+// How every line on standard error begins.
+std::string beginning(const session &run) {
+    if (run.batch_line == 0)
+        return "ybnetctl: ";
+    return "ybnetctl: " + printable(run.batch_name) + ':' + std::to_string(run.batch_line) + ": ";
+}
+
 void print_as_it_is(session &run, const json &document) {
     const bool indented = run.out_is_terminal && run.batch_line == 0;
     run.out << document.dump(indented ? 2 : -1, ' ', false, json::error_handler_t::replace) << '\n';
@@ -53,9 +60,7 @@ void print(session &run, const failure &what) {
         print_as_it_is(run, document);
         return;
     }
-    run.err << "ybnetctl: ";
-    if (run.batch_line != 0)
-        run.err << printable(run.batch_name) << ':' << run.batch_line << ": ";
+    run.err << beginning(run);
     if (!what.thing.empty())
         run.err << printable(what.thing) << ": ";
     run.err << printable(what.reason);
@@ -64,6 +69,10 @@ void print(session &run, const failure &what) {
     run.err << '\n';
     if (!what.advice.empty())
         run.err << "  try: " << printable(what.advice) << '\n';
+}
+
+void note(session &run, const std::string &sentence) {
+    run.err << beginning(run) << "note: " << printable(sentence) << '\n' << std::flush;
 }
 
 } // namespace ybnetctl

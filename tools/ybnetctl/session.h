@@ -61,6 +61,10 @@ void print(session &run, const json &document);
 // the line's number beside it), else lines on standard error.
 void print(session &run, const failure &what);
 
+// A sentence that somebody should know, and that changes nothing of how the command ends, on standard error; in a batch
+// with the line's number.
+void note(session &run, const std::string &sentence);
+
 // As an object: thing, reason, advice, status, exit_code.
 json to_json(const failure &what);
 

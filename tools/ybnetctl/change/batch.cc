@@ -115,24 +115,18 @@ void run_words(command_line &line, line_scope &scope, const batch_command &comma
 }
 
 // The code with which the line ended; what went wrong has been printed.
-exit_code run_line(session &run, command_line &line, progress &bar, const batch_command &command) {
+exit_code run_line(session &run, command_line &line, const batch_command &command) {
     line_scope scope(run, command.line);
     try {
-        if (!run.out_is_terminal) {
-            run_words(line, scope, command);
-        } else {
-            bar.clear(); // a seeing command prints there
-            run_words(line, scope, command);
+        run_words(line, scope, command);
+        if (run.out_is_terminal)
             run.out.flush();
-        }
         return run.ends_with;
     } catch (const failure &what) {
-        bar.clear();
         run.out.flush(); // in the order of the lines
         print(run, what);
         return what.code;
     } catch (const std::exception &error) {
-        bar.clear();
         print(run, failure{exit_code::failed, "", error.what(), "", {}});
         return exit_code::failed;
     }
@@ -150,7 +144,7 @@ exit_code run_batch(session &run) {
     uint64_t failed = 0;
     size_t last_line = 0;
     for (batch_command command; (failed == 0 || run.keep_going) && source.next(&command);) {
-        const exit_code code = run_line(run, line, bar, command);
+        const exit_code code = run_line(run, line, command);
         commands++;
         last_line = command.line;
         if (code != exit_code::done && failed++ == 0)
@@ -158,7 +152,6 @@ exit_code run_batch(session &run) {
         bar.show(source.share(), commands, failed);
     }
     const double seconds = bar.seconds();
-    bar.clear();
     run.ends_with = first_failure;
     if (interrupted() != 0)
         run.err << "ybnetctl: " << run.batch_name << ": interrupted behind line " << last_line << '\n';

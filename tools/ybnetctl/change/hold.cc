@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ostream>
 #include <string>
 #include <unistd.h>
@@ -13,6 +14,8 @@
 
 #include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/change/notify.h"
+#include "tools/ybnetctl/change/rehearsal.h"
+#include "ybnet/net_lib_db_layout.h"
 
 namespace ybnetctl {
 
@@ -61,9 +64,38 @@ int wait_for_end(const sigset_t &signals) {
     return number;
 }
 
+// What --dry-run says of a segment whose private copy has been loaded.
+void rehearse_registration(library &lib, segment_kind kind) {
+    const std::vector<std::byte> bytes = lib.rehearsed()->bytes_of(kind);
+    net_lib_db_trailer_t trailer = {};
+    if (!bytes.empty()) // else the load has failed
+        std::memcpy(&trailer, bytes.data() + format_of(kind).trailer_offset, sizeof(trailer));
+    lib.rehearsed()->add_step({"record",
+                               std::string("this process as user ") + std::to_string(trailer.user_count) +
+                                   " of " + format_of(kind).name,
+                               {{"segment", format_of(kind).name}, {"user_count", trailer.user_count}},
+                               ""});
+}
+
+void rehearse_holding(session &run, const hold_options &options) {
+    change(run, [&options](library &lib) {
+        if (!options.ports_only) {
+            lib.need_interfaces();
+            rehearse_registration(lib, segment_kind::interfaces);
+        }
+        if (!options.interfaces_only) {
+            lib.need_ports();
+            rehearse_registration(lib, segment_kind::ports);
+        }
+        return change_result();
+    });
+}
+
 void hold(session &run, const hold_options &options) {
-    if (run.dry_run)
-        throw failure{exit_code::usage, "hold", "has no dry run: it only holds", "ybnetctl hold --help", {}};
+    if (run.dry_run) {
+        rehearse_holding(run, options);
+        return;
+    }
     // Blocked before the load: a signal that comes meanwhile is waited for below, and the unload is never missed.
     const ending_set ending = signals_to_wait_for();
     (void)sigprocmask(SIG_BLOCK, &ending.set, nullptr); // cannot fail
@@ -85,7 +117,7 @@ void hold(session &run, const hold_options &options) {
     run.out.flush();
     if (const std::string problem = notify_service_manager("READY=1\nSTATUS=holding " + std::string(what));
         !problem.empty())
-        run.err << "ybnetctl: note: " << problem << '\n';
+        note(run, problem);
     (void)wait_for_end(ending.set);
     (void)notify_service_manager("STOPPING=1"); // nothing to be done without it
     lib.stop();

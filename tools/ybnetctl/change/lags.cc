@@ -39,7 +39,7 @@ void bind(session &run, const lag_options &options) {
         (void)port_record_of(run, lib, options.sys_ifindex);
         uint32_t lag_sys_ifindex = 0;
         if (!lib.call_plainly([&] { return yb_net_log_port_get(options.lag, &lag_sys_ifindex); }).done())
-            run.err << "ybnetctl: note: LAG " << lag << " is not recorded itself (ybnetctl port set)\n";
+            note(run, "LAG " + lag + " is not recorded itself (ybnetctl port set)");
         const call_answer answer = lib.call_plainly(
             [&] { return yb_net_port_lag_set(YB_ACCESS_CMD_SET, options.sys_ifindex, options.lag); });
         if (!answer.done())

@@ -153,8 +153,8 @@ void library::need_interfaces() {
     (void)call_plainly([&level] { return yb_net_log_verbosity_level(YB_ACCESS_CMD_SET, &level); });
     if (answer.status == YB_STATUS_DEVICE_ERROR) {
         device_missing_ = true;
-        run_.err << "ybnetctl: note: " << answer.reason("no driver device")
-                 << " Nothing that ybnetctl does needs the driver's device: going on without.\n";
+        note(run_, answer.reason("no driver device") +
+                       " Nothing that ybnetctl does needs the driver's device: going on without.");
     } else if (!answer.done()) {
         const failure what = load_failure(segment_kind::interfaces, answer);
         interfaces_started_ = false;
@@ -201,9 +201,9 @@ void library::warn_of_last_user() {
             return yb_status_t{YB_STATUS_SUCCESS};
         });
         if (each.records != 0)
-            run_.err << "ybnetctl: note: no other process uses the " << each.words
-                     << " database, so it ends with this one, and its records (" << each.records
-                     << ") with it; netdevs stay. ybnetctl hold keeps it\n";
+            note(run_, std::string("no other process uses the ") + each.words +
+                           " database, so it ends with this one, and its records (" +
+                           std::to_string(each.records) + ") with it; netdevs stay. ybnetctl hold keeps it");
     }
 }
 

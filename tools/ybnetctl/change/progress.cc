@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ostream>
+#include <streambuf>
 
 namespace ybnetctl {
 
@@ -33,7 +33,46 @@ std::string progress_line(double share, uint64_t commands, uint64_t failed, doub
     return line;
 }
 
-progress::progress(session &run) : run_(run), start_(clock::now()), shown_(start_) {}
+// Clears the bar before the first byte of whatever is printed, and passes it on.
+class progress::stream_behind_bar : public std::streambuf {
+  public:
+    stream_behind_bar(progress &bar, std::ostream &stream)
+        : bar_(bar), stream_(stream), target_(stream.rdbuf(this)) {}
+    ~stream_behind_bar() override {
+        const std::ios::iostate state = stream_.rdstate(); // which the next call forgets
+        stream_.rdbuf(target_);
+        stream_.setstate(state);
+    }
+    stream_behind_bar(const stream_behind_bar &) = delete;
+    stream_behind_bar &operator=(const stream_behind_bar &) = delete;
+
+  protected:
+    int_type overflow(int_type character) override {
+        bar_.clear();
+        return traits_type::eq_int_type(character, traits_type::eof())
+                   ? traits_type::not_eof(character)
+                   : target_->sputc(traits_type::to_char_type(character));
+    }
+    std::streamsize xsputn(const char *text, std::streamsize size) override {
+        bar_.clear();
+        return target_->sputn(text, size);
+    }
+    int sync() override {
+        return target_->pubsync();
+    }
+
+  private:
+    progress &bar_;
+    std::ostream &stream_;
+    std::streambuf *const target_;
+};
+
+progress::progress(session &run) : run_(run), bar_(run.err.rdbuf()), start_(clock::now()), shown_(start_) {
+    if (!run.err_is_terminal)
+        return;
+    out_ = std::make_unique<stream_behind_bar>(*this, run.out);
+    err_ = std::make_unique<stream_behind_bar>(*this, run.err);
+}
 
 progress::~progress() {
     clear();
@@ -47,13 +86,14 @@ void progress::show(double share, uint64_t commands, uint64_t failed) {
     if (!run_.err_is_terminal || clock::now() - shown_ < between_looks)
         return;
     shown_ = clock::now();
+    run_.out.flush(); // what was printed before
     visible_ = true;
-    run_.err << "\r\033[K" << progress_line(share, commands, failed, seconds()) << std::flush;
+    bar_ << "\r\033[K" << progress_line(share, commands, failed, seconds()) << std::flush;
 }
 
 void progress::clear() {
     if (visible_)
-        run_.err << "\r\033[K" << std::flush;
+        bar_ << "\r\033[K" << std::flush;
     visible_ = false;
 }
 

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How far a batch has come, on one line of a terminal's standard error that is written anew ten times a second and is
-// gone before anything else is printed.
+// gone before anything else is printed: while a progress lives, both streams of the session go through it.
 #ifndef YBNET_YBNETCTL_CHANGE_PROGRESS_H
 #define YBNET_YBNETCTL_CHANGE_PROGRESS_H
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
+#include <ostream>
 #include <string>
 
 #include "tools/ybnetctl/session.h"
@@ -29,8 +31,12 @@ class progress {
 
   private:
     using clock = std::chrono::steady_clock;
+    class stream_behind_bar;
 
     session &run_;
+    std::ostream bar_; // standard error itself
+    std::unique_ptr<stream_behind_bar> out_;
+    std::unique_ptr<stream_behind_bar> err_;
     clock::time_point start_;
     clock::time_point shown_;
     bool visible_ = false;

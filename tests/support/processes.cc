@@ -26,7 +26,7 @@ child_process::child_process(const std::function<int()> &body) : pid_(fork()) {
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int status = body();
         (void)fflush(nullptr);
-        quick_exit(status); // _exit(), unless somebody counts what was run (coverage.cc)
+        quick_exit(status); // _exit(), unless somebody counts what was run (tests/coverage)
     }
     if (pid_ < 0) {
         perror("fork");

@@ -54,9 +54,17 @@ void replace_spare(segment &seg) {
     seg.spare = {cl_plock_open_again(seg.place), 0};
 }
 
+// What is announced on it is its parent's; the child opens one of its own when it needs one.
+void drop_late_descriptor(segment &seg) {
+    if (cl_plock_is_file(seg.late_descriptor, seg.place))
+        close(seg.late_descriptor);
+    seg.late_descriptor = -1;
+}
+
 void stop_sharing(segment &seg) {
     if (seg.body == nullptr)
         return;
+    drop_late_descriptor(seg);
     seg.description_is_shared = true;
     replace_description(seg);
     replace_spare(seg);

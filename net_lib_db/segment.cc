@@ -265,21 +265,9 @@ bool attach(segment &seg, int descriptor, uint32_t reinitialize, yb_status_t *ou
     return true;
 }
 
-// A second description of the file: where there is no /proc to open it by, by its name.
-int open_second(segment &seg) {
-    int descriptor = cl_plock_open_again(seg.place);
-    if (descriptor >= 0 || cl_shm_open(seg.description.name, &descriptor) != 0)
-        return descriptor;
-    if (cl_plock_is_file(descriptor, seg.place))
-        return descriptor;
-    close(descriptor); // the name is another's already
-    errno = ENOENT;
-    return -1;
-}
-
 // For takeovers by a process that has given up its privileges by then.
 void get_spare(segment &seg) {
-    seg.spare = {open_second(seg), 0};
+    seg.spare = {segment_open_second(seg), 0};
     static bool said;
     if (seg.spare.descriptor >= 0 || said)
         return;
@@ -371,13 +359,28 @@ yb_status_t segment_unload(segment &seg) {
     seg.body = nullptr;
     if (!seg.description_is_shared && cl_plock_is_file(seg.place.descriptor, seg.place))
         cl_plock_withdraw_all(seg.place.descriptor); // it stays open, and must not speak for threads that end
-    if (cl_plock_is_file(seg.spare.descriptor, seg.place))
-        close(seg.spare.descriptor);
+    for (const int descriptor : {seg.spare.descriptor, seg.late_descriptor})
+        if (cl_plock_is_file(descriptor, seg.place))
+            close(descriptor);
     seg.spare = {};
+    seg.late_descriptor = -1;
     if (last_user)
         remove_name(seg);
     file_unlock(seg.place.descriptor);
     return unmapped ? YB_STATUS_SUCCESS : YB_STATUS_ERROR;
+}
+
+// ---- Opening once more --------------------------------------------------------
+
+int segment_open_second(const segment &seg) {
+    int descriptor = cl_plock_open_again(seg.place);
+    if (descriptor >= 0 || cl_shm_open(seg.description.name, &descriptor) != 0)
+        return descriptor;
+    if (cl_plock_is_file(descriptor, seg.place))
+        return descriptor;
+    close(descriptor); // the name is another's already
+    errno = ENOENT;
+    return -1;
 }
 
 // ---- Flushing ---------------------------------------------------------------

@@ -84,6 +84,9 @@ struct segment {
 
     // While it is loaded, for takeovers.
     cl_plock_spare spare;
+
+    // For the announcements of threads that come when the process has closed place.descriptor, -1 until then.
+    int late_descriptor = -1;
 };
 
 // YB_STATUS_SUCCESS with reference NULL: another process made the segment first.
@@ -134,8 +137,12 @@ __attribute__((cold)) void segment_meet_thread();
 // segment_unlock() for a thread that may have to forget that it holds the lock.
 __attribute__((cold)) void segment_unlock_unannounced(segment &seg);
 
-// With the lock just taken over from a thread that died: says so, and repairs.
+// With the lock just taken over from an owner that died: says so, and repairs.
 __attribute__((cold)) void segment_taken_over(segment &seg, uint32_t dead);
+
+// A second description of a loaded segment's file: where there is no /proc to open it by, by its name. -1 when there
+// is none to be had, errno says why.
+int segment_open_second(const segment &seg);
 
 inline void segment_lock(segment &seg) {
     cl_plock_t *const plock = &segment_trailer(seg).plock;

@@ -47,7 +47,7 @@ void threads_end(void *) {
             continue;
         }
         user.announced_on = CL_PLOCK_NOWHERE;
-        user.announced_id = 0;
+        user.owner = 0;
         cl_plock_withdraw(announced_through[number], user.id);
     }
 }
@@ -86,19 +86,38 @@ void segment_meet_thread() {
         user = {};
 }
 
+// What a thread announces itself on; -1 when the process has closed it and no other is to be had.
+static int announcing_descriptor(segment &seg) {
+    if (cl_plock_is_file(seg.place.descriptor, seg.place))
+        return seg.place.descriptor;
+    int known = __atomic_load_n(&seg.late_descriptor, __ATOMIC_RELAXED);
+    if (cl_plock_is_file(known, seg.place))
+        return known;
+    const int opened = segment_open_second(seg);
+    if (opened == seg.place.descriptor)
+        return opened; // the number was free, and is the file's again
+    if (opened >= 0 && !__atomic_compare_exchange_n(&seg.late_descriptor, &known, opened, false,
+                                                    __ATOMIC_RELAXED, __ATOMIC_RELAXED)) {
+        close(opened); // another thread was first
+        return known;
+    }
+    return opened;
+}
+
 void segment_announce(segment &seg, cl_plock_user &user) {
     segment_meet_thread();
     user.id = static_cast<uint32_t>(syscall(SYS_gettid));
-    user.announced_id = 0;
+    user.owner = cl_plock_bytes::unannounced | user.id;
     // A child that is not seen to be one would go on under its parent's id: better to ask at each lock then.
-    if (!forked_children_are_seen() || !cl_plock_is_file(seg.place.descriptor, seg.place) ||
-        !cl_plock_announce(seg.place.descriptor, user.id))
+    const int descriptor = forked_children_are_seen() ? announcing_descriptor(seg) : -1;
+    if (descriptor < 0)
         return;
-    user.announced_id = user.id;
+    user.owner = cl_plock_announce(descriptor, user.id);
+    if (!cl_plock_is_announced(user.owner))
+        return;
     user.announced_on = seg.descriptors;
     // On a description that is its parent's too, the byte may be the parent's as well.
-    announced_through[seg.description.number] =
-        seg.description_is_shared ? NOT_WITHDRAWN : seg.place.descriptor;
+    announced_through[seg.description.number] = seg.description_is_shared ? NOT_WITHDRAWN : descriptor;
     if (!seg.description_is_shared)
         ask_for_threads_end();
 }
@@ -112,8 +131,9 @@ void segment_unlock_unannounced(segment &seg) {
 }
 
 void segment_taken_over(segment &seg, uint32_t dead) {
-    NET_LIB_DB_LOG(YB_LEVEL_WARN, "%s - lock taken over from thread %u, which died holding it\n",
-                   seg.description.title, dead);
+    NET_LIB_DB_LOG(YB_LEVEL_WARN, "%s - lock taken over from thread %u%s, which died holding it\n",
+                   seg.description.title, cl_plock_bytes::id_of(dead),
+                   cl_plock_is_elsewhere(dead) ? " of another PID namespace" : "");
     seg.description.repair_body(seg.body);
     segment_flush(seg);
 }

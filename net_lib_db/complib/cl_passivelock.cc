@@ -7,10 +7,10 @@
 // first or last instructions, that spins for ever, whatever its deadline.
 //
 // Why nobody alive is robbed. The takeover replaces, in one compare-and-exchange of the pair __readers and
-// __writers, a dead thread's id T by the caller's, under an inquest on T (cl_plock_owner.h) that was opened
-// before the pair was read. While it lasts every thread T that could be recorded is dead, none can come into
-// being, and nobody else can conclude the same about T. A dead thread changes nothing, other takers wait for
-// the id to become 0: so from the reading to the exchange T stays, and it is a dead one's.
+// __writers, a dead owner T by the caller, under an inquest on T (cl_plock_owner.h) that was opened before the
+// pair was read. While it lasts every thread that could be recorded as T is dead, none can come into being, and
+// nobody else can conclude the same about T. A dead thread changes nothing, other takers wait for the owner to
+// become 0: so from the reading to the exchange T stays, and it is a dead one's.
 //
 // T may have been taking, holding or releasing the lock: the words that go with the pair are brought to what a
 // holder's are. It may have owed a sleeper its wake-up: the caller's own release wakes one, and so on from there.
@@ -107,14 +107,19 @@ bool wait_a_round(cl_plock_t *plock, cl_plock_user &own) {
 
 // ---- Taking over ------------------------------------------------------------
 
-// Who is behind a lock that is not free: its id, 0 when not recorded.
+// Who is behind a lock that is not free: an owner, or the id of another build's thread; 0 when not recorded.
 struct holder {
-    uint32_t id;
-    bool announced;
+    uint32_t number;
+    bool is_owner;
 };
 
 holder holder_of(const lock_words &words) {
     return words.owner != 0 ? holder{words.owner, true} : holder{words.writer, false};
+}
+
+bool is_dead(const cl_plock_inquest &inquest, const holder &suspect, const cl_plock_user &own) {
+    return suspect.is_owner ? cl_plock_owner_is_dead(inquest, suspect.number, suspect.number == own.owner)
+                            : cl_plock_stranger_is_dead(inquest, suspect.number, suspect.number == own.id);
 }
 
 // Takes the lock from a dead holder; false when it is not to be had.
@@ -123,26 +128,26 @@ bool inherit(cl_plock_t *plock, cl_plock_user &own, const lock_words &words) {
         return false; // readers: nobody of this stack
     const uint32_t taken = words.readers | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED;
     // Not counted: it fails when such a reader comes now, and no test gets in between two instructions.
-    if (!exchange_pair(plock, words.pair, taken, own.announced_id)) // GCOVR_EXCL_BR_LINE
-        return false;                                               // GCOVR_EXCL_LINE
+    if (!exchange_pair(plock, words.pair, taken, own.owner)) // GCOVR_EXCL_BR_LINE
+        return false;                                        // GCOVR_EXCL_LINE
     const bool phase_is_on = __atomic_load_n(CL_PLOCK_WORD(plock, __wrphase_futex), __ATOMIC_RELAXED) != 0;
     cl_plock_record(plock, own, !phase_is_on);
     (void)__atomic_fetch_or(CL_PLOCK_WORD(plock, __writers_futex), CL_PLOCK_FUTEX_USED, __ATOMIC_RELAXED);
     return true;
 }
 
-// The id of the dead holder that the lock was taken over from, else 0.
+// The dead holder that the lock was taken over from, else 0.
 uint32_t take_over(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
     const holder suspect = holder_of(read_words(plock));
     cl_plock_inquest inquest;
-    if (suspect.id == 0 || !cl_plock_inquest_open(&inquest, place))
+    if (suspect.number == 0 || !cl_plock_inquest_open(&inquest, place))
         return 0;
     uint32_t dead = 0;
-    if (cl_plock_owner_is_dead(inquest, suspect.id, suspect.announced, suspect.id == own.id)) {
+    if (is_dead(inquest, suspect, own)) {
         const lock_words words = read_words(plock);
         const holder now = holder_of(words);
-        if (now.id == suspect.id && now.announced == suspect.announced && inherit(plock, own, words))
-            dead = now.id;
+        if (now.number == suspect.number && now.is_owner == suspect.is_owner && inherit(plock, own, words))
+            dead = now.is_owner ? now.number : cl_plock_namesake_here(now.number);
     }
     cl_plock_inquest_close(&inquest);
     return dead;
@@ -162,13 +167,14 @@ void cl_plock_wake(cl_plock_t *plock, bool readers, bool a_writer) {
 uint32_t cl_plock_wait(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
     if (spin(plock, own))
         return 0;
-    YB_PROBE(lock_wait, place.name, plock, own.id, holder_of(read_words(plock)).id);
+    YB_PROBE(lock_wait, place.name, plock, own.id,
+             cl_plock_bytes::id_of(holder_of(read_words(plock)).number));
     for (;;) {
         if (wait_a_round(plock, own))
             return 0;
         const uint32_t dead = take_over(plock, own, place);
         if (dead != 0) {
-            YB_PROBE(lock_takeover, place.name, plock, own.id, dead);
+            YB_PROBE(lock_takeover, place.name, plock, own.id, cl_plock_bytes::id_of(dead));
             return dead;
         }
     }

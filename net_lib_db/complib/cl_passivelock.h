@@ -8,14 +8,14 @@
 // How the holder is recorded. A holder that is killed must be known at every instant, and glibc records it
 // (__cur_writer) some instructions after a lock is taken and until some before it is free. So the lock is taken
 // and given back by one 8-byte compare-and-exchange each, of glibc's flags in __readers together with the
-// holder's thread id in __writers, the word behind it. glibc's own calls use __writers only in locks that prefer
-// writers, which this one is not (__flags 0). All else is done as pthread_rwlock_trywrlock(3p) and
-// pthread_rwlock_unlock(3p) do it, word for word. Other builds that use pthread calls only see, and leave, a
-// lock like any other.
+// holder in __writers, the word behind it: its thread id and some bits of its PID namespace (cl_plock_bytes.h).
+// glibc's own calls use __writers only in locks that prefer writers, which this one is not (__flags 0). All else
+// is done as pthread_rwlock_trywrlock(3p) and pthread_rwlock_unlock(3p) do it, word for word. Other builds that
+// use pthread calls only see, and leave, a lock like any other.
 //
 //   __readers  __writers
 //   free       0          nobody has it
-//   locked     T          thread T has it
+//   locked     T          the owner T has it
 //   locked     0          another build has it; __cur_writer records it but for its first and last instructions
 #ifndef YBNET_COMPLIB_CL_PASSIVELOCK_H
 #define YBNET_COMPLIB_CL_PASSIVELOCK_H
@@ -73,8 +73,9 @@ constexpr uint32_t CL_PLOCK_NOWHERE = UINT32_MAX;
 // One thread's side of one lock. Thread-local, so it tells for sure whether the calling thread holds the lock: an
 // equal id in the lock may be another namespace's.
 struct cl_plock_user {
-    uint32_t id = 0;           // the thread's, as glibc records it
-    uint32_t announced_id = 0; // the same when others can tell whether it is alive (cl_plock_owner.h), else 0
+    uint32_t id = 0; // the thread's, as glibc records it
+    uint32_t owner =
+        0; // what tells others whose it is and whether that is alive (cl_plock_owner.h); 0 nothing
     uint32_t announced_on = CL_PLOCK_NOWHERE; // the caller's: which file it is announced on
     uint32_t turns = 0;                       // how often it took or released the lock: odd while it holds it
 };
@@ -112,7 +113,7 @@ inline void cl_plock_record(cl_plock_t *plock, cl_plock_user &own, bool starts_w
 // False when it is not free. seen: what the pair may hold.
 inline bool cl_plock_try(cl_plock_t *plock, cl_plock_user &own, uint64_t seen) {
     const uint64_t taken =
-        uint64_t{own.announced_id} << CL_PLOCK_OWNER_SHIFT | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED;
+        uint64_t{own.owner} << CL_PLOCK_OWNER_SHIFT | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED;
     do {
         if ((seen & ~uint64_t{CL_PLOCK_WRITE_PHASE | CL_PLOCK_READERS_WAIT}) != 0)
             return false;
@@ -122,11 +123,11 @@ inline bool cl_plock_try(cl_plock_t *plock, cl_plock_user &own, uint64_t seen) {
     return true;
 }
 
-// Waits for a lock that was not free. The id of the dead thread that it was taken over from, else 0.
+// Waits for a lock that was not free. The dead owner that it was taken over from (cl_plock_bytes.h), else 0.
 uint32_t cl_plock_wait(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place);
 
-// Takes the lock. Not 0 when it is taken over: the id of the thread that died with it; what it was working on
-// may be half done.
+// Takes the lock. Not 0 when it is taken over: the owner that died with it; what it was working on may be half
+// done.
 inline uint32_t cl_plock_excl_acquire(cl_plock_t *plock, cl_plock_user &own, const cl_plock_place &place) {
     if (!CL_PLOCK_ASSERT(plock != nullptr))
         return 0;
@@ -156,7 +157,7 @@ inline void cl_plock_release(cl_plock_t *plock, cl_plock_user &own) {
         (__atomic_exchange_n(CL_PLOCK_WORD(plock, __writers_futex), 0U, __ATOMIC_RELAXED) &
          CL_PLOCK_FUTEX_USED) != 0;
     uint64_t seen =
-        uint64_t{own.announced_id} << CL_PLOCK_OWNER_SHIFT | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED;
+        uint64_t{own.owner} << CL_PLOCK_OWNER_SHIFT | CL_PLOCK_WRITE_PHASE | CL_PLOCK_WRITE_LOCKED;
     uint32_t readers;
     uint32_t freed;
     do {

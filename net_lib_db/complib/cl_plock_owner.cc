@@ -7,19 +7,19 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "net_lib_db/complib/cl_plock_bytes.h"
+#include "net_lib_db/monotonic_clock.h"
 
 namespace {
 
 // ---- The bytes --------------------------------------------------------------
 
 using namespace cl_plock_bytes;
-constexpr uint32_t id_max = 1U << 22; // the kernel's own limit
 
 bool lock_bytes(int descriptor, int command, short type, off_t start, off_t length) {
     struct flock range = {};
@@ -32,6 +32,12 @@ bool lock_bytes(int descriptor, int command, short type, off_t start, off_t leng
         failed = fcntl(descriptor, command, &range);
     } while (failed != 0 && errno == EINTR);
     return failed == 0;
+}
+
+// Against all others than the inquest's own. True for a range of no length, which fcntl(2) would take for all that
+// follows.
+bool lock_range(const cl_plock_inquest &inquest, off_t start, off_t end) {
+    return start == end || lock_bytes(inquest.descriptor, F_OFD_SETLK, F_WRLCK, start, end - start);
 }
 
 // ---- This process's namespace -----------------------------------------------
@@ -108,12 +114,30 @@ bool exists_and_is_no_zombie(uint32_t id) {
 
 } // namespace
 
-bool cl_plock_announce(int descriptor, uint32_t id) {
-    return lock_bytes(descriptor, F_OFD_SETLKW, F_RDLCK, first_byte_of(id) + own_namespace(), 1);
+// An inquest lasts some microseconds. Who keeps the byte for longer would keep the caller for ever.
+uint32_t cl_plock_announce(int descriptor, uint32_t id) {
+    constexpr int64_t patience = 200'000'000;
+    constexpr timespec nap = {0, 1'000'000};
+    const uint32_t space = own_namespace();
+    const int64_t end = monotonic_deadline(patience);
+    while (!lock_bytes(descriptor, F_OFD_SETLK, F_RDLCK, byte_of(id, space), 1)) {
+        if (errno != EAGAIN || monotonic_now() >= end)
+            return unannounced | id;
+        (void)nanosleep(&nap, nullptr);
+    }
+    return owner_of(id, space);
+}
+
+uint32_t cl_plock_namesake_here(uint32_t id) {
+    return owner_of(id, own_namespace());
+}
+
+bool cl_plock_is_elsewhere(uint32_t owner) {
+    return owner != cl_plock_namesake_here(id_of(owner));
 }
 
 void cl_plock_withdraw(int descriptor, uint32_t id) {
-    (void)lock_bytes(descriptor, F_OFD_SETLK, F_UNLCK, first_byte_of(id) + own_namespace(), 1); // as below
+    (void)lock_bytes(descriptor, F_OFD_SETLK, F_UNLCK, byte_of(id, own_namespace()), 1); // as below
 }
 
 void cl_plock_withdraw_all(int descriptor) {
@@ -167,27 +191,40 @@ bool cl_plock_is_file(int descriptor, const cl_plock_place &place) {
            file.st_ino == place.inode;
 }
 
-bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool announced, bool id_is_own) {
-    if (id == 0 || id > id_max)
-        return false; // no thread's: a damaged lock, of which nothing can be said
+bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t owner, bool is_own) {
+    const uint32_t id = id_of(owner);
+    if (id == 0 || !cl_plock_is_announced(owner))
+        return false; // a damaged lock, of which nothing can be said, or a thread of which nothing is known
     const uint32_t space = own_namespace();
-    const off_t first = first_byte_of(id);
+    const off_t first = first_byte_of_owner(owner);
+    const off_t end = first + bytes_of_one_owner;
 
-    // The other namespaces first: from then on none of them can bring the id up again.
-    const int own = inquest.descriptor;
-    if (space == 0) {
-        // Others that do not know their namespace either lie on the same byte, which must be free then.
-        if (!lock_bytes(own, F_OFD_SETLK, F_WRLCK, first, bytes_of_one_id))
+    // The other namespaces first: from then on none of them can bring the owner up again.
+    if (space == 0 || cl_plock_is_elsewhere(owner)) {
+        if (!lock_range(inquest, first, end))
             return false;
-    } else if (!lock_bytes(own, F_OFD_SETLK, F_WRLCK, first, space) ||
-               !lock_bytes(own, F_OFD_SETLK, F_WRLCK, first + space + 1, bytes_of_one_id - space - 1)) {
-        return false;
+        // Others that do not know their namespace either lie on the same byte, which was free then.
+        return space != 0 || is_own || !exists_and_is_no_zombie(id);
     }
-    if (id_is_own)
-        return true;
-    if (announced && space != 0 && lock_bytes(own, F_OFD_SETLK, F_WRLCK, first + space, 1))
-        return true; // whoever has the id now has not announced itself, and cannot until this is over
-    return !exists_and_is_no_zombie(id);
+    const off_t here = byte_of(id, space);
+    if (!lock_range(inquest, first, here) || !lock_range(inquest, here + 1, end))
+        return false;
+    // Whoever has the id now and has not announced itself cannot do so until this is over.
+    return is_own || lock_range(inquest, here, here + 1) || !exists_and_is_no_zombie(id);
+}
+
+bool cl_plock_stranger_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool is_own) {
+    if (id == 0 || id > id_mask)
+        return false;
+    const off_t first = first_byte_of_id(id);
+    const off_t end = first + bytes_of_one_id;
+    const uint32_t space = own_namespace();
+    const off_t here =
+        byte_of(id, space); // the caller's own, maybe; when it knows its namespace, no stranger's
+    const off_t spared = space == 0 ? 0 : 1;
+    if (!lock_range(inquest, first, here) || !lock_range(inquest, here + spared, end))
+        return false;
+    return is_own || !exists_and_is_no_zombie(id);
 }
 
 void cl_plock_inquest_close(cl_plock_inquest *inquest) {

@@ -8,16 +8,20 @@
 // time: it read-locks one byte, far beyond the end of the segment's file, that
 // stands for its id and its namespace. The lock belongs to the open file
 // description (F_OFD_SETLK, fcntl(2)), so the kernel drops it when the process
-// ends, however it ends, and shows it to every namespace.
+// ends, however it ends, and shows it to every namespace. With its id the lock
+// records some bits of the namespace: an owner (cl_plock_bytes.h).
 //
-// An announced thread with the id T is dead when
-//  - the caller gets a write lock on the bytes of T in all other namespaces; and
-//  - gets one on the byte of T in its own, or its namespace has no such thread but a
-//    zombie. (A thread that ended in a process that lives leaves its byte locked.)
-// As long as the caller keeps these locks, no other thread with the id T can
+// An announced thread of the owner T is dead when
+//  - the caller gets a write lock on the bytes of T in all other namespaces that it
+//    may be of; and
+//  - it cannot be of the caller's own, or the caller gets one on its byte there, too,
+//    or the namespace has no such thread but a zombie. (A thread that ended in a
+//    process that lives leaves its byte locked.)
+// As long as the caller keeps these locks, no other thread of the owner T can
 // announce itself, and nobody else holds the same inquest.
-// A thread of another build announces nothing: there the first rule asks for the id
-// alone, and such builds must share one namespace.
+// A thread of another build announces nothing: its id alone is known, which must be
+// announced in no namespace and unknown in the caller's; such builds must share one.
+// A thread of this build that cannot announce itself says so, and is never judged.
 //
 // No heap, no libstdc++; everything works without /proc too, if more cautiously: a
 // zombie is not known from a living thread then.
@@ -26,6 +30,8 @@
 
 #include <cstdint>
 #include <sys/types.h>
+
+#include "net_lib_db/complib/cl_plock_bytes.h"
 
 // An open file description for inquests, got while the file could be opened: a process that has dropped its
 // privileges, or left /proc behind, cannot open it once more.
@@ -44,9 +50,21 @@ struct cl_plock_place {
     cl_plock_spare *spare = nullptr;
 };
 
-// Announces the calling thread, whose id this is, on the descriptor of the lock's file. Waits while somebody
-// holds an inquest on the same id. False when the kernel refuses.
-bool cl_plock_announce(int descriptor, uint32_t id);
+// Announces the calling thread, whose id this is, on the descriptor of the lock's file. Waits for a moment while
+// somebody holds an inquest on it. The owner to be recorded; one that is never judged when the kernel refuses, or
+// somebody keeps the byte.
+uint32_t cl_plock_announce(int descriptor, uint32_t id);
+
+// Whether an owner is announced, and can be judged.
+inline bool cl_plock_is_announced(uint32_t owner) {
+    return owner < cl_plock_bytes::unannounced;
+}
+
+// Whether the thread is of another PID namespace than the caller.
+bool cl_plock_is_elsewhere(uint32_t owner);
+
+// The owner that a thread of the caller's namespace with this id is.
+uint32_t cl_plock_namesake_here(uint32_t id);
 
 // Takes one thread's announcement back.
 void cl_plock_withdraw(int descriptor, uint32_t id);
@@ -74,10 +92,12 @@ int cl_plock_open_again(const cl_plock_place &place);
 // Announcements and inquests on another file would prove the living dead. Async-signal-safe.
 bool cl_plock_is_file(int descriptor, const cl_plock_place &place);
 
-// True when every thread with this id that may hold the lock is dead; it stays so until the inquest is closed.
-// announced: the id was recorded by a thread that announces itself. id_is_own: the caller has it, and does not
-// hold the lock.
-bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool announced, bool id_is_own);
+// True when every thread that may be this owner is dead; it stays so until the inquest is closed. is_own: it is the
+// caller's, which does not hold the lock.
+bool cl_plock_owner_is_dead(const cl_plock_inquest &inquest, uint32_t owner, bool is_own);
+
+// The same of a thread of another build, of which the id is all that is known.
+bool cl_plock_stranger_is_dead(const cl_plock_inquest &inquest, uint32_t id, bool is_own);
 
 void cl_plock_inquest_close(cl_plock_inquest *inquest);
 

@@ -126,6 +126,45 @@ TEST_F(dying_holder, is_not_taken_for_oneself_by_its_id) {
     expect_served(1);
 }
 
+// The first process of each namespace has the id 1, and the same thread of it takes locks.
+TEST_F(dying_holder, is_dead_although_a_namesake_that_uses_the_segment_lives_elsewhere) {
+    const auto namesake = [this](const std::function<int()> &body) {
+        return child_process([body] {
+            if (unshare(CLONE_NEWPID) != 0)
+                return 77;
+            return child_process(body).wait();
+        });
+    };
+    const child_process living = namesake([this] {
+        yb_net_interface_record_t record;
+        (void)net_lib_db_interface_get(1, &record); // announces it
+        forked_.add();
+        (void)leave_.wait_for(1);
+        return 0;
+    });
+    ASSERT_TRUE(forked_.wait_for(1));
+    child_process holder = namesake([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    EXPECT_EQ(1, holders_pid());
+    start_waiters(2);
+    expect_nobody_served();
+    holder.signal(SIGKILL);
+    expect_served(1);
+    leave_.add();
+}
+
+TEST_F(dying_holder, of_another_namespace_is_said_to_be_of_one) {
+    child_process holder = in_another_namespace([this] { return hold(); });
+    ASSERT_TRUE(held_.wait_for(1));
+    const std::string id = std::to_string(holders_pid());
+    holder.signal(SIGKILL);
+    yb_net_interface_record_t record;
+    EXPECT_EQ(YB_STATUS_ENTRY_NOT_FOUND, net_lib_db_interface_get(1, &record));
+    EXPECT_THAT(platform::recorded().texts(severity_warn),
+                testing::ElementsAre("Net-lib interfaces DB - lock taken over from thread " + id +
+                                     " of another PID namespace, which died holding it\n"));
+}
+
 // ---- Children of a fork ----
 
 TEST_F(dying_holder, is_dead_although_its_forked_child_lives) {
@@ -219,13 +258,29 @@ TEST_F(dying_holder, is_not_judged_on_another_file_than_the_segments) {
     EXPECT_EQ(0, holder.wait());
 }
 
-TEST_F(dying_holder, that_cannot_announce_itself_on_the_segments_file_keeps_the_lock) {
-    child_process holder([this] {
+TEST_F(dying_holder, of_another_namespace_whose_process_closed_all_its_files_keeps_the_lock_while_it_lives) {
+    const auto with_a_new_thread = [this] {
         give_all_descriptors_to_another_file();
+        std::thread([this] { (void)hold(); }).join();
+        return 0;
+    };
+    child_process holder = in_another_namespace(with_a_new_thread);
+    ASSERT_TRUE(held_.wait_for(1));
+    start_waiters(1);
+    expect_nobody_served();
+    holder.signal(SIGKILL);
+    expect_served(1);
+}
+
+TEST_F(dying_holder, that_cannot_announce_itself_on_the_segments_file_keeps_the_lock) {
+    child_process holder = in_another_namespace([this] {
+        give_all_descriptors_to_another_file();
+        (void)rename(interfaces_format.path, "/dev/shm/elsewhere");
         std::thread([this] { (void)hold(); }).join();
         return 0;
     });
     ASSERT_TRUE(held_.wait_for(1));
+    ASSERT_EQ(0, rename("/dev/shm/elsewhere", interfaces_format.path));
     start_waiters(1);
     expect_nobody_served();
     let_go_.add();
@@ -256,7 +311,10 @@ void forge(const lock_moment &moment, pid_t holder) {
     const size_t lock = interfaces_format.lock;
     view.set_word(lock + 12, moment.writers_futex);
     view.set_word(lock + 24, moment.cur_writer != 0 ? static_cast<uint32_t>(holder) : 0);
-    view.set_word(lock + 4, static_cast<uint32_t>(holder));
+    struct stat space = {};
+    ASSERT_EQ(0, stat("/proc/self/ns/pid", &space));
+    view.set_word(lock + 4, static_cast<uint32_t>(holder) | (static_cast<uint32_t>(space.st_ino) & 0xFF)
+                                                                << 22);
     view.set_word(lock + 0, moment.readers);
 }
 

@@ -241,7 +241,7 @@ class torture : public testing::Test {
             return any;
         const segment_view view(databases[choice].format);
         for (int look = 0; look < 1000; look++) {
-            const auto holder = static_cast<pid_t>(view.word(databases[choice].format.lock + 4));
+            const auto holder = static_cast<pid_t>(view.word(databases[choice].format.lock + 4) & 0x3FFFFF);
             for (size_t i = 0; i < all.size(); i++) {
                 if (all[i]->pid() == holder)
                     return i;

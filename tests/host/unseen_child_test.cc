@@ -57,8 +57,9 @@ class unseen_child : public dying_holder, public testing::WithParamInterface<way
     // Takes the lock: whether it is this process that the lock records.
     static int is_recorded() {
         net_lib_db_interface_lock_acquire();
-        const bool recorded = segment_view(interfaces_format).word(interfaces_format.lock + 4) ==
-                              static_cast<uint32_t>(syscall(SYS_gettid));
+        const uint32_t owner = segment_view(interfaces_format).word(interfaces_format.lock + 4);
+        const bool recorded = (owner & 0x3FFFFF) == static_cast<uint32_t>(syscall(SYS_gettid)) &&
+                              (owner & 1U << 30) == 0; // announced
         net_lib_db_interface_lock_release();
         return recorded ? 0 : 1;
     }

@@ -172,7 +172,7 @@ TEST_F(dying_change, lock_can_be_taken_in_every_state_that_it_goes_through) {
         put_back(interfaces_segment, lock, states[i]);
         uint32_t words[7];
         memcpy(words, states[i].data(), sizeof(words));
-        const bool recorded = words[1] == child_;
+        const bool recorded = cl_plock_bytes::id_of(words[1]) == child_;
         EXPECT_EQ(recorded, i != 0 && i + 1 != states.size()) << "the holder is known from first to last";
         platform::recorded() = {};
         (void)interfaces_found();

@@ -28,9 +28,9 @@ void always_fail(const char *function, int reason) {
 uint32_t recorded_id() {
     net_lib_db_interface_lock_acquire();
     const cl_plock_t &plock = segment_trailer(interfaces_segment).plock;
-    const uint32_t id = reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
+    const uint32_t owner = reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
     net_lib_db_interface_lock_release();
-    return id;
+    return cl_plock_is_announced(owner) ? cl_plock_bytes::id_of(owner) : 0;
 }
 
 bool is_announced(int thread) {

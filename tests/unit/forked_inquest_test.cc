@@ -35,13 +35,12 @@ class forked_inquest : public testing::Test {
     static bool open_inquest(cl_plock_inquest *inquest) {
         cl_plock_place place = interfaces_segment.place;
         place.descriptor = -1;
-        return cl_plock_inquest_open(inquest, place) &&
-               cl_plock_owner_is_dead(*inquest, unused_id, true, false);
+        return cl_plock_inquest_open(inquest, place) && cl_plock_owner_is_dead(*inquest, unused_id, false);
     }
     static bool somebody_holds_an_inquest() {
         cl_plock_inquest own;
         EXPECT_TRUE(cl_plock_inquest_open(&own, interfaces_segment.place));
-        const bool free = cl_plock_owner_is_dead(own, unused_id, true, false);
+        const bool free = cl_plock_owner_is_dead(own, unused_id, false);
         cl_plock_inquest_close(&own);
         return !free;
     }
@@ -75,7 +74,8 @@ class forked_inquest : public testing::Test {
         EXPECT_FALSE(somebody_holds_an_inquest()) << "its child keeps it up";
     }
 
-    static constexpr uint32_t unused_id = 1u << 22; // the kernel gives out smaller ones
+    static constexpr uint32_t unused_id =
+        (1U << 22) - 1; // as an owner, too: of a namespace that nobody is in
     shared_counter ready_;
     shared_counter child_id_;
 };

@@ -69,13 +69,14 @@ class lock_owner_proc : public testing::Test {
     }
 
     // As a child finds it that sees these files under /proc.
-    bool is_dead(const files &shown, uint32_t id, bool announced = false) {
+    bool is_dead(const files &shown, uint32_t number, bool is_owner = false, bool is_own = false) {
         child_process judge([&] {
             cl_plock_inquest inquest;
             if (!cl_plock_inquest_open(&inquest, place_) || !show_only(shown))
                 return 2;
             cl_plock_owner_forked(); // what the parent knows of /proc is not to count
-            const bool dead = cl_plock_owner_is_dead(inquest, id, announced, false);
+            const bool dead = is_owner ? cl_plock_owner_is_dead(inquest, number, is_own)
+                                       : cl_plock_stranger_is_dead(inquest, number, false);
             cl_plock_inquest_close(&inquest);
             return dead ? 1 : 0;
         });
@@ -129,16 +130,21 @@ class zombie {
 TEST_F(lock_owner_proc, that_is_missing_leaves_the_living_alive_and_the_ended_dead) {
     EXPECT_FALSE(is_dead({}, own_id()));
     EXPECT_TRUE(is_dead({}, unused_id()));
-    EXPECT_TRUE(is_dead({}, unused_id(), true));
+    EXPECT_TRUE(is_dead({}, unused_id(), true)) << "as one who did not know its namespace either";
+    EXPECT_FALSE(is_dead({}, own_id(), true));
+    EXPECT_TRUE(is_dead({}, own_id(), true, true)) << "the caller does not hold the lock";
 }
 
 TEST_F(lock_owner_proc, that_is_missing_leaves_a_holder_alive_who_announced_itself_anywhere) {
     const uint32_t id = unused_id();
-    ASSERT_TRUE(
-        cl_plock_announce(place_.descriptor, id)); // on the byte of this namespace, which the child ignores
-    EXPECT_FALSE(is_dead({}, id, true));
+    // On the byte of this namespace, which the child does not know as its own.
+    const uint32_t owner = cl_plock_announce(place_.descriptor, id);
+    ASSERT_TRUE(cl_plock_is_announced(owner));
+    EXPECT_FALSE(is_dead({}, owner, true));
+    EXPECT_FALSE(is_dead({}, id, false));
     cl_plock_withdraw(place_.descriptor, id);
-    EXPECT_TRUE(is_dead({}, id, true));
+    EXPECT_TRUE(is_dead({}, owner, true));
+    EXPECT_TRUE(is_dead({}, id, false));
 }
 
 TEST_F(lock_owner_proc, that_is_another_namespaces_or_strange_tells_no_zombie) {
@@ -183,7 +189,7 @@ TEST_F(lock_owner_proc, is_asked_when_a_living_holder_must_not_be_signalled) {
             if (!cl_plock_inquest_open(&inquest, place_) || !refuse_signals() ||
                 syscall(SYS_tkill, static_cast<pid_t>(id), 0) == 0 || errno != EPERM)
                 return 2;
-            return cl_plock_owner_is_dead(inquest, id, false, false) ? 1 : 0;
+            return cl_plock_stranger_is_dead(inquest, id, false) ? 1 : 0;
         });
         EXPECT_EQ(id == own_id() ? 0 : 1, judge.wait());
     }

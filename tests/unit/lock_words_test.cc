@@ -121,6 +121,8 @@ TEST_F(lock_words, with_readers_of_another_build_are_not_taken_over) {
 TEST_F(lock_words, of_a_dead_holder_are_taken_over) {
     put(held, unused_id());
     EXPECT_TRUE(is_taken_over(place_));
+    put(held, cl_plock_namesake_here(unused_id()));
+    EXPECT_TRUE(is_taken_over(place_)) << "of this namespace";
     put(held, 0, unused_id());
     EXPECT_TRUE(is_taken_over(place_)) << "of another build";
 }
@@ -142,7 +144,7 @@ TEST_F(lock_words, that_change_hands_during_the_inquest_are_not_taken_over) {
     EXPECT_FALSE(is_taken_over(place_));
 }
 
-// The living one never announced itself, so that as an announced holder its id is a dead one's.
+// The living one never announced itself, so that as an owner it is a dead one.
 TEST_F(lock_words, that_come_to_another_build_under_the_dead_ones_id_are_not_taken_over) {
     const child_process living = sleeper();
     const auto id = static_cast<uint32_t>(living.pid());
@@ -182,10 +184,12 @@ TEST_F(lock_words, file_that_is_closed_and_replaced_while_it_is_opened_again_is_
 
 TEST_F(lock_words, announcement_that_a_signal_interrupts_is_made_all_the_same) {
     calls::fail("fcntl", EINTR);
-    EXPECT_TRUE(cl_plock_announce(place_.descriptor, user_.id));
+    EXPECT_TRUE(cl_plock_is_announced(cl_plock_announce(place_.descriptor, user_.id)));
     EXPECT_EQ(2, calls::count("fcntl"));
     calls::fail("fcntl", ENOLCK);
-    EXPECT_FALSE(cl_plock_announce(place_.descriptor, user_.id));
+    const uint32_t refused = cl_plock_announce(place_.descriptor, user_.id);
+    EXPECT_FALSE(cl_plock_is_announced(refused));
+    EXPECT_EQ(user_.id, cl_plock_bytes::id_of(refused));
 }
 
 TEST_F(lock_words, are_not_taken_over_when_the_kernel_refuses_a_byte_lock) {

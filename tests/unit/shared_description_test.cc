@@ -44,7 +44,8 @@ class shared_description : public testing::Test {
     }
     static uint32_t holders_id() {
         const cl_plock_t &plock = segment_trailer(interfaces_segment).plock;
-        return reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
+        const uint32_t owner = reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
+        return cl_plock_is_announced(owner) ? cl_plock_bytes::id_of(owner) : 0;
     }
     // As a description that is not the one that announced the thread sees it.
     static bool is_announced(const char *name, pid_t thread) {
@@ -57,6 +58,11 @@ class shared_description : public testing::Test {
         EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
         (void)close(look);
         return range.l_type == F_RDLCK;
+    }
+    static void put_another_file_in_place_of(int descriptor) {
+        const int other = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(descriptor, dup2(other, descriptor));
+        ASSERT_EQ(0, close(other));
     }
     // A child of this process, with a thread of its own, uses the database and leaves it.
     static int used_by_a_child() {
@@ -136,12 +142,67 @@ TEST_F(shared_description, is_not_needed_by_a_thread_that_the_kernel_lets_announ
         calls::reset();
     }).join();
     EXPECT_EQ(YB_STATUS_SUCCESS, status);
-    EXPECT_EQ(0u, recorded) << "like another build's: not announced";
+    EXPECT_EQ(0u, recorded) << "not announced";
 }
 
-TEST_F(shared_description, is_not_needed_by_a_thread_of_a_process_that_closed_its_descriptor) {
+// One is opened for its threads, one for all, and closed with the segment.
+TEST_F(shared_description, is_opened_once_more_for_new_threads_of_a_process_that_closed_its_descriptor) {
+    load();
+    put_another_file_in_place_of(interfaces_segment.place.descriptor);
+    int opened = -1;
+    for (int thread = 0; thread < 3; thread++) {
+        std::thread([&] {
+            net_lib_db_interface_lock_acquire();
+            EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
+            EXPECT_TRUE(is_announced("/net_lib_ifc", gettid()));
+            net_lib_db_interface_lock_release();
+        }).join();
+        EXPECT_EQ(thread == 0 ? interfaces_segment.late_descriptor : opened,
+                  interfaces_segment.late_descriptor);
+        opened = interfaces_segment.late_descriptor;
+    }
+    EXPECT_TRUE(cl_plock_is_file(opened, interfaces_segment.place));
+    EXPECT_EQ(0, used_by_a_child());
+    EXPECT_TRUE(cl_plock_is_file(opened, interfaces_segment.place)) << "the child has closed its own alone";
+    EXPECT_EQ(YB_STATUS_SUCCESS, net_lib_db_interfaces_unload(0));
+    EXPECT_EQ(-1, fcntl(opened, F_GETFD));
+    EXPECT_EQ(-1, interfaces_segment.late_descriptor);
+}
+
+TEST_F(shared_description, that_gets_the_old_number_is_the_old_one) {
     load();
     ASSERT_EQ(0, close(interfaces_segment.place.descriptor));
+    std::thread([] {
+        net_lib_db_interface_lock_acquire();
+        EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
+        net_lib_db_interface_lock_release();
+    }).join();
+    EXPECT_TRUE(cl_plock_is_file(interfaces_segment.place.descriptor, interfaces_segment.place));
+    EXPECT_EQ(-1, interfaces_segment.late_descriptor);
+}
+
+TEST_F(shared_description, that_two_threads_open_at_once_is_that_of_the_first) {
+    load();
+    put_another_file_in_place_of(interfaces_segment.place.descriptor);
+    int first = -1;
+    calls::before("shm_open", [&](int) { // another thread gets here meanwhile
+        first = open("/dev/shm/net_lib_ifc", O_RDWR | O_CLOEXEC);
+        interfaces_segment.late_descriptor = first;
+    });
+    std::thread([] {
+        net_lib_db_interface_lock_acquire();
+        EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
+        net_lib_db_interface_lock_release();
+    }).join();
+    calls::reset();
+    EXPECT_LE(0, first);
+    EXPECT_EQ(first, interfaces_segment.late_descriptor);
+}
+
+TEST_F(shared_description, is_not_needed_by_a_thread_when_there_is_none_to_be_had) {
+    load();
+    put_another_file_in_place_of(interfaces_segment.place.descriptor);
+    ASSERT_EQ(0, rename("/dev/shm/net_lib_ifc", "/dev/shm/elsewhere"));
     uint32_t recorded = 77;
     std::thread([&] {
         net_lib_db_interface_lock_acquire();
@@ -150,6 +211,7 @@ TEST_F(shared_description, is_not_needed_by_a_thread_of_a_process_that_closed_it
     }).join();
     EXPECT_EQ(0u, recorded);
     EXPECT_EQ(YB_STATUS_SUCCESS, add(1));
+    ASSERT_EQ(0, rename("/dev/shm/elsewhere", "/dev/shm/net_lib_ifc"));
 }
 
 // In a child, because it is said once in a process. The name has come to stand for another file by then.

@@ -90,7 +90,7 @@ constexpr message_entry entries[] = {
      {"A function was called in a process that has not loaded this database.",
       "A call before yb_net_init() or after yb_net_deinit(), or the load had failed.",
       "Look for the load's own message earlier in the process's log."}},
-    {"%s - lock taken over from thread %u, which died holding it",
+    {"%s - lock taken over from thread %u%s, which died holding it",
      {"The holder of the segment's lock died; the next one took the lock and repaired what was left "
       "half-done.",
       "A process of the stack crashed or was killed inside a change. The lines behind this one say what "

@@ -108,8 +108,9 @@ using trailer = net_lib_db_trailer_t;
 constexpr std::array trailer_fields = {
     field{"lock_readers", 0, 4, 1, field_kind::hex, every_type,
           "__readers: bit 0 write phase, bit 1 write-locked, bit 2 writers wait, above: readers"},
-    field{"lock_writers", 4, 4, 1, field_kind::number, every_type,
-          "__writers: thread id of a holder that announced itself, 0 none"},
+    field{"lock_writers", 4, 4, 1, field_kind::hex, every_type,
+          "__writers: the holder's thread id in bits 0 to 21, in 22 to 29 those of the number of its PID "
+          "namespace that are lowest, or bit 30: it is announced nowhere; 0 none"},
     field{"lock_write_phase_futex", 8, 4, 1, field_kind::hex, every_type, "__wrphase_futex"},
     field{"lock_writers_futex", 12, 4, 1, field_kind::hex, every_type, "__writers_futex"},
     field{"lock_pad3", 16, 4, 1, field_kind::reserved, every_type, "glibc's"},

@@ -19,7 +19,7 @@ lock_words lock_words_of(const net_lib_db_trailer_t &trailer) {
     std::memcpy(&lock, trailer.plock.rwlock, sizeof(lock));
     return {.held = (lock.__data.__readers & write_locked) != 0,
             .writer = static_cast<uint32_t>(lock.__data.__cur_writer),
-            .announced = lock.__data.__writers,
+            .announced = cl_plock_bytes::id_of(lock.__data.__writers),
             .slept_on = (lock.__data.__writers_futex & futex_used) != 0,
             .state = trailer.plock.state};
 }
@@ -28,7 +28,7 @@ std::optional<bool> is_announced(int descriptor, uint32_t thread) {
     struct flock range {};
     range.l_type = F_WRLCK; // would conflict with every announcement
     range.l_whence = SEEK_SET;
-    range.l_start = cl_plock_bytes::first_byte_of(thread);
+    range.l_start = cl_plock_bytes::first_byte_of_id(thread);
     range.l_len = cl_plock_bytes::bytes_of_one_id; // a byte for each namespace
     if (fcntl(descriptor, F_OFD_GETLK, &range) != 0)
         return std::nullopt;

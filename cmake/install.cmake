@@ -32,6 +32,11 @@ install(FILES ${PROJECT_BINARY_DIR}/ybnet-config.cmake ${PROJECT_BINARY_DIR}/ybn
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_BINDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
            OUTPUT_VARIABLE YBNET_PREFIX_FROM_PC)
 cmake_path(GET YBNET_PREFIX_FROM_PC PARENT_PATH YBNET_PREFIX_FROM_PC)
+cmake_path(GET CMAKE_INSTALL_FULL_BINDIR PARENT_PATH bindirs_parent)
+foreach(directory LIBDIR INCLUDEDIR) # which may be absolute
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_${directory} BASE_DIRECTORY ${bindirs_parent}
+             OUTPUT_VARIABLE YBNET_${directory}_FROM_PREFIX)
+endforeach()
 foreach(name libybnet ybnet-platform)
   configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -201,8 +201,10 @@ def write_families(writer, pages, header):
     writer.macro(".El")
 
 
-def write_see_also(writer, page):
+def write_see_also(writer, page, pages):
     references = writer.references | {("ybnet", "7")}
+    if not page.sections:  # a header's own page leads to everything that its functions take
+        references |= {(other.name, "3") for other in pages if file_name(other.header) not in SECTIONED}
     references.add(("net_lib_db" if file_name(page.header) == "net_lib_db.h" else "net_lib", "3"))
     ordered = sorted((s, n) for n, s in references if n != page.name and n not in page.names)
     writer.macro(".Sh SEE ALSO")
@@ -225,7 +227,7 @@ def make_page(page, pages, known, statuses, own_headers, version, date):
         write_families(writer, pages, page.header)
     write_returns(writer, page, returns)
     write_errors(writer, page, statuses)
-    write_see_also(writer, page)
+    write_see_also(writer, page, pages)
     return writer.page()
 
 

@@ -76,7 +76,7 @@ typedef struct net_lib_db_trailer {
 typedef struct net_lib_db_interface_entry {
     yb_net_interface_record_t record; /* means nothing in a free slot */
     uint8_t in_use;                   /* 0: free */
-    uint8_t reserved[3];              /* padding */
+    uint8_t reserved[3];              /* of the first slot 0xD1 0xA3 0xE5: all is being erased */
 } net_lib_db_interface_entry_t;
 
 /* The whole of "/net_lib_ifc". */
@@ -92,8 +92,8 @@ typedef struct net_lib_db_interfaces_segment {
 typedef struct net_lib_port_entry {
     uint32_t sys_ifindex;    /* the key; 0 in a removed entry */
     yb_net_port_info_t info; /* the port as its owner described it */
-    uint8_t deleted;         /* 1 once the port was removed */
-    uint8_t reserved[3];     /* padding */
+    uint8_t deleted;         /* 1 once the port was removed; another value: being changed */
+    uint8_t reserved[3];     /* then maybe another bucket's index; of bucket 0: all is being erased */
     uint32_t hash;           /* home bucket, the CRC-16 of the key */
 } net_lib_port_entry_t;
 

@@ -62,7 +62,7 @@ constexpr std::array interface_entry_fields = {
     field{"in_use", offsetof(entry, in_use), 1, 1, field_kind::number, every_type,
           "1: the slot holds a record; 0: free, whatever else it holds"},
     field{"reserved", offsetof(entry, reserved), sizeof(entry::reserved), 1, field_kind::reserved, every_type,
-          "not used"},
+          "not used; of the first slot D1 A3 E5 while the segment is being erased"},
 };
 
 using port = net_lib_port_entry_t;
@@ -95,11 +95,13 @@ constexpr std::array port_entry_fields = {
     field{"reserved4", IN_PORT(reserved4), field_kind::reserved, every_type, "not used"},
     field{"attr_i", IN_PORT(attr_i), field_kind::number, every_type, "the owner's"},
     field{"deleted", offsetof(port, deleted), 1, 1, field_kind::number, every_type,
-          "1: the port was removed"},
+          "1: the port was removed; other values than 0 and 1 mark a change that is under way"},
     field{"reserved", offsetof(port, reserved), sizeof(port::reserved), 1, field_kind::reserved, every_type,
-          "not used"},
+          "not used, but in a marked bucket: there the first two may be another bucket's index; of bucket 0, "
+          "with deleted, 29 D1 A3 E5 while the segment is being erased"},
     field{"hash", offsetof(port, hash), sizeof(port::hash), 1, field_kind::number, every_type,
-          "home bucket, CRC-16 of the key; 0: the bucket is empty, whatever else it holds"},
+          "home bucket, CRC-16 of the key's four bytes (polynomial 0x8D95); 0: the bucket is empty, whatever "
+          "else it holds"},
 };
 
 using trailer = net_lib_db_trailer_t;

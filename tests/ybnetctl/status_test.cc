@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,7 +51,7 @@ std::string pid_text(const database_user &user) {
 }
 
 TEST_F(status_of_segments, tells_that_there_are_none_and_makes_none) {
-    EXPECT_THAT(text(), HasSubstr("absent: no process has loaded it"));
+    EXPECT_THAT(text(), HasSubstr("absent: not loaded, or its file was deleted"));
     const std::string all = document();
     EXPECT_EQ("false", jq(all, ".interfaces.present"));
     EXPECT_EQ("null", jq(all, ".ports.lock"));
@@ -138,8 +139,9 @@ TEST_F(status_of_segments, does_not_guess_about_processes_that_may_not_be_looked
     };
     const std::string words = from_outside({"status"});
     EXPECT_THAT(words,
-                HasSubstr("1 user is registered, no process maps the segment: 1 registration belongs to "
-                          "processes that are not seen, or that ended without unloading (the maps of 2 "
+                HasSubstr("1 user is registered, none of the processes that could be looked at maps the "
+                          "segment: 1 registration belongs to processes that are not seen, or that ended "
+                          "without unloading (the maps of 2 "
                           "processes could not be read)"));
     EXPECT_THAT(words, HasSubstr("cannot tell: the maps of 2 processes could not be read"));
     const std::string all = from_outside({"status", "--json"});
@@ -158,6 +160,47 @@ TEST_F(status_of_segments, tells_a_foreign_and_an_unfinished_segment) {
     segment_make(interfaces_format, 0);
     EXPECT_THAT(text(), HasSubstr("0 bytes: its creator is making it, or died"));
     EXPECT_EQ("false", jq(document(), ".interfaces.fits"));
+}
+
+TEST_F(status_of_segments, tells_of_a_segment_that_cannot_be_read_and_of_the_other_one) {
+    segment_make(interfaces_format, interfaces_format.size);
+    segment_make(ports_format, 1000);
+    ASSERT_EQ(0, chmod(interfaces_format.path, 0));
+    const auto unprivileged = [](const std::vector<std::string> &words) {
+        std::vector<std::string> all = {"setpriv", "--bounding-set=-dac_override,-dac_read_search", YBNETCTL};
+        all.insert(all.end(), words.begin(), words.end());
+        const tool_result result = run_program(all);
+        EXPECT_EQ(0, result.code) << result.err;
+        return result.out;
+    };
+    const std::string words = unprivileged({"status"});
+    EXPECT_THAT(words, HasSubstr("cannot be read: Permission denied; try: run it as a user who may read"));
+    EXPECT_THAT(words, HasSubstr("mode 0000, owner root:"));
+    EXPECT_THAT(words, HasSubstr("1000 bytes instead of"));
+    EXPECT_THAT(words, HasSubstr("\nVersions\n"));
+    const std::string all = unprivileged({"status", "--json"});
+    EXPECT_EQ("true false null", jq(all, ".interfaces | \"\\(.present) \\(.fits) \\(.lock)\""));
+}
+
+TEST_F(status_of_segments, tells_what_is_no_file_in_the_place_of_a_segment) {
+    const auto expect_in_the_way = [](const char *what) {
+        EXPECT_THAT(text(), HasSubstr(std::string("cannot be read: ") + what +
+                                      "; try: removing it: no segment can be made while it is there"));
+        const tool_result contents = run_tool({"interface", "list"});
+        EXPECT_EQ(1, contents.code);
+        EXPECT_THAT(contents.err,
+                    HasSubstr("  try: removing it: no segment can be made while it is there\n"));
+        const tool_result load = run_tool({"hold"});
+        EXPECT_EQ(1, load.code) << load.out;
+    };
+    ASSERT_EQ(0, mkdir(interfaces_format.path, 0755));
+    expect_in_the_way("is a directory");
+    ASSERT_EQ(0, rmdir(interfaces_format.path));
+    ASSERT_EQ(0, mkfifo(interfaces_format.path, 0600));
+    expect_in_the_way("is a FIFO");
+    ASSERT_EQ(0, unlink(interfaces_format.path));
+    ASSERT_EQ(0, symlink("/run/elsewhere", interfaces_format.path));
+    expect_in_the_way("Too many levels of symbolic links");
 }
 
 TEST_F(status_of_segments, reads_a_copy_and_says_nothing_of_processes) {

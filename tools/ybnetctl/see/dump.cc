@@ -91,7 +91,7 @@ void dump(session &run, const dump_options &options) {
     if (copies.empty())
         throw failure{exit_code::not_found,
                       "databases",
-                      "there are none: no process has loaded them",
+                      "there are none: not loaded, or their files were deleted",
                       "ybnetctl status",
                       {}};
     if (run.json_wanted) {

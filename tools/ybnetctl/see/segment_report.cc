@@ -53,8 +53,8 @@ void fill(segment_report &one, const mappers_survey &survey, const lock_history 
 status_report look_at_segments(const session &run) {
     status_report all;
     all.copies = !run.files.empty();
-    all.interfaces.copy = read_segment(run, segment_kind::interfaces, reading::once);
-    all.ports.copy = read_segment(run, segment_kind::ports, reading::once);
+    all.interfaces.copy = look_at_segment(run, segment_kind::interfaces);
+    all.ports.copy = look_at_segment(run, segment_kind::ports);
     const auto histories = watch_locks(all.interfaces.copy, all.ports.copy);
     mappers_survey survey;
     if (!all.copies)
@@ -89,7 +89,8 @@ agreement agreement_of(const users_known &users) {
 std::string users_in_words(const users_known &users) {
     std::string words = counted(users.registered, "user is registered, ", "users are registered, ");
     if (users.live.empty())
-        words += "no process maps the segment";
+        words += blindness(users).empty() ? "no process maps the segment"
+                                          : "none of the processes that could be looked at maps the segment";
     else
         words += counted(users.live.size(), "process maps", "processes map") + " the segment (" +
                  listed(users.live) + ')';
@@ -140,6 +141,8 @@ std::string deleting_in_words(const users_known &users) {
 
 condition condition_of(const segment_report &one) {
     const segment_copy &copy = one.copy;
+    if (!copy.unreadable.empty())
+        return {false, "cannot be read: " + copy.unreadable};
     const std::string expected = std::to_string(copy.format().size);
     std::string words = std::to_string(copy.size) + " bytes";
     if (copy.size == 0)

@@ -101,7 +101,8 @@ void print_segment(session &run, const status_report &all, const segment_report 
     const users_known users = users_of(all, one);
     if (!one.copy.present) {
         say(run, "segment",
-            one.copy.live ? "absent: no process has loaded it" : "none of the files given is a copy of it");
+            one.copy.live ? "absent: not loaded, or its file was deleted"
+                          : "none of the files given is a copy of it");
     } else {
         const condition state = condition_of(one);
         say(run, "segment", state.words, state.ok ? tone::plain : tone::bad);
@@ -183,7 +184,8 @@ void add_status_command(command_line &line) {
         command,
         "Takes no lock, registers nowhere and changes nothing; ends with 0 whenever it could look, also at "
         "databases "
-        "that are absent or broken. A lock that is held is watched for a tenth of a second.\n\n"
+        "that are absent, broken or not to be read. A lock that is held is watched for a tenth of a "
+        "second.\n\n"
         "JSON: interfaces and ports, each with name, path, live (not a copy), present, size, expected_size, "
         "size_check, fits (this build's layout), initialized_marker, condition (in words), mode, owner_uid, "
         "owner_gid, "

@@ -20,6 +20,7 @@ namespace {
 
 constexpr int rounds_max = 50;
 constexpr const char *copy_advice = "a copy made by cp /dev/shm/net_lib_ifc FILE";
+constexpr const char *in_the_way = "removing it: no segment can be made while it is there";
 constexpr timespec between_rounds = {0, 1'000'000};
 
 struct descriptor {
@@ -103,20 +104,15 @@ std::string kind_in_words(mode_t mode) {
                             : "is no regular file";
 }
 
-failure no_segment(const std::string &path, const std::string &reason) {
-    return {exit_code::failed, path, reason, copy_advice, {}};
+failure no_segment(const segment_copy &copy, const std::string &reason) {
+    return {exit_code::failed, copy.path, reason, copy.live ? in_the_way : copy_advice, {}};
 }
 
 std::string database_name(segment_kind kind) {
     return kind == segment_kind::interfaces ? "interfaces database" : "ports database";
 }
 
-segment_copy read_opened(int opened, segment_copy copy, reading how) {
-    struct stat status {};
-    if (fstat(opened, &status) != 0)
-        throw failure{exit_code::failed, copy.path, in_words(errno), "", {}};
-    if (!S_ISREG(status.st_mode))
-        throw no_segment(copy.path, kind_in_words(status.st_mode));
+void describe_file(segment_copy &copy, const struct stat &status) {
     copy.present = true;
     copy.device = status.st_dev;
     copy.inode = status.st_ino;
@@ -124,6 +120,15 @@ segment_copy read_opened(int opened, segment_copy copy, reading how) {
     copy.owner = status.st_uid;
     copy.group = status.st_gid;
     copy.size = static_cast<uint64_t>(status.st_size);
+}
+
+segment_copy read_opened(int opened, segment_copy copy, reading how) {
+    struct stat status {};
+    if (fstat(opened, &status) != 0)
+        throw failure{exit_code::failed, copy.path, in_words(errno), "", {}};
+    if (!S_ISREG(status.st_mode))
+        throw no_segment(copy, kind_in_words(status.st_mode));
+    describe_file(copy, status);
     const size_t size = std::min<size_t>(copy.size, copy.format().size);
     if (copy.live && how == reading::settled)
         read_live(opened, size, copy);
@@ -165,12 +170,12 @@ segment_copy read_segment_file(const std::string &path) {
     if (fstat(file.number, &status) != 0)
         throw failure{exit_code::failed, path, in_words(errno), "", {}};
     if (!S_ISREG(status.st_mode))
-        throw no_segment(path, kind_in_words(status.st_mode));
+        throw no_segment(copy, kind_in_words(status.st_mode));
     const auto size = static_cast<size_t>(status.st_size);
     if (size == format_of(segment_kind::ports).size)
         copy.kind = segment_kind::ports;
     else if (size != format_of(segment_kind::interfaces).size)
-        throw no_segment(path, "has " + std::to_string(size) + " bytes, which is neither segment's size (" +
+        throw no_segment(copy, "has " + std::to_string(size) + " bytes, which is neither segment's size (" +
                                    std::to_string(format_of(segment_kind::interfaces).size) + " and " +
                                    std::to_string(format_of(segment_kind::ports).size) + ')');
     return read_opened(file.number, copy, reading::once);
@@ -204,10 +209,36 @@ segment_copy read_segment(const session &run, segment_kind kind, reading how) {
     if (file.number < 0) {
         if (errno == ENOENT)
             return copy;
-        throw failure{
-            exit_code::failed, copy.path, in_words(errno), "run it as a user who may read the segment", {}};
+        const int error = errno;
+        throw failure{exit_code::failed,
+                      copy.path,
+                      in_words(error),
+                      error == ELOOP ? in_the_way : "run it as a user who may read the segment",
+                      {}};
     }
     return read_opened(file.number, copy, how);
+}
+
+segment_copy locate_segment(segment_kind kind) {
+    segment_copy copy;
+    copy.kind = kind;
+    copy.path = std::string("/dev/shm") + copy.format().name;
+    struct stat status {};
+    if (lstat(copy.path.c_str(), &status) == 0)
+        describe_file(copy, status);
+    return copy;
+}
+
+segment_copy look_at_segment(const session &run, segment_kind kind) {
+    try {
+        return read_segment(run, kind, reading::once);
+    } catch (const failure &what) {
+        if (!run.files.empty())
+            throw;
+        segment_copy copy = locate_segment(kind);
+        copy.unreadable = what.reason + (what.advice.empty() ? "" : "; try: " + what.advice);
+        return copy;
+    }
 }
 
 segment_copy read_contents(const session &run, segment_kind kind) {
@@ -215,7 +246,7 @@ segment_copy read_contents(const session &run, segment_kind kind) {
     if (!copy.present)
         throw failure{exit_code::not_found,
                       database_name(kind),
-                      "there is none: no process has loaded it",
+                      "there is none: not loaded, or its file was deleted",
                       "ybnetctl status",
                       {}};
     return copy;

@@ -37,6 +37,8 @@ struct segment_copy {
     gid_t group = 0;
     uint64_t size = 0;
 
+    std::string unreadable; // of look_at_segment(): why nothing could be read, and what to do; else ""
+
     std::vector<std::byte> bytes; // all of the file, at most the format's size
     bool fits = false;          // size and size check are this build's: the body and the trailer may be read
     bool settled = true;        // two readings agreed
@@ -59,8 +61,15 @@ enum class reading { settled, once };
 // cannot be read, or is given but of the other kind, throws failure.
 segment_copy read_segment(const session &run, segment_kind kind, reading how = reading::settled);
 
-// The same for commands that cannot go on without the contents: throws failure, exit code 3 when it is not present
-// and 1 when it does not fit.
+// The same for those who tell of a segment whatever it is like, in one reading: a live one that is there and cannot be
+// read is present, and says why it is unreadable.
+segment_copy look_at_segment(const session &run, segment_kind kind);
+
+// Where the live segment is and which file it is, without opening it.
+segment_copy locate_segment(segment_kind kind);
+
+// As read_segment(), for commands that cannot go on without the contents: throws failure, exit code 3 when it is not
+// present and 1 when it does not fit.
 segment_copy read_contents(const session &run, segment_kind kind);
 
 // The same for commands to which no live segment is an answer too: it is not present then.

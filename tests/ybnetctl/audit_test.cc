@@ -2,62 +2,9 @@
 //
 // ybnetctl audit on real netdevs: each is brought out of step with its record by
 // ip(8), as an administrator or a failure does it.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/ybnetctl/audit_fixture.h"
 
-#include <nlohmann/json.hpp>
-
-#include "tests/support/netdevs.h"
-#include "tests/ybnetctl/tool.h"
-#include "ybnet/net_lib_db.h"
-
-using nlohmann::json;
 using testing::HasSubstr;
-
-class audit_tool : public testing::Test {
-  protected:
-    void SetUp() override {
-        make_namespace("blue");
-        make_namespace("red");
-        ASSERT_EQ(net_lib_db_interfaces_load(0), uint32_t{YB_STATUS_SUCCESS});
-    }
-    void TearDown() override {
-        (void)net_lib_db_interfaces_unload(0);
-        clear_netdevs();
-    }
-
-    static void ip(const std::vector<std::string> &words) {
-        const run_result result = run_ip(words);
-        ASSERT_EQ(result.status, 0) << result.output;
-    }
-    static void add(uint32_t sys_ifindex, uint32_t linux_ifindex, yb_net_interface_params_t params) {
-        ASSERT_EQ(net_lib_db_interface_add(sys_ifindex, linux_ifindex, &params), uint32_t{YB_STATUS_SUCCESS});
-    }
-    // A loopback as the library makes it, with its record.
-    static void make_loopback(uint32_t sys_ifindex, const std::string &name, const std::string &ns) {
-        if (ns.empty())
-            ip({"link", "add", "name", name, "type", "bridge"});
-        else
-            ip({"-n", ns, "link", "add", "name", name, "type", "bridge"});
-        add(sys_ifindex, ifindex_of(name, ns), loopback_params(name, ns));
-    }
-    // The whole document; the exit code is checked too.
-    static json audit(int code) {
-        const tool_result result = run_tool({"--json", "audit"});
-        EXPECT_EQ(result.code, code) << result.err;
-        EXPECT_EQ(result.err, "");
-        return json::parse(result.out);
-    }
-    static json record_of(const json &document, uint32_t sys_ifindex) {
-        for (const json &each : document.at("records"))
-            if (each.at("sys_ifindex") == sys_ifindex)
-                return each;
-        return {};
-    }
-    static std::string finding_of(uint32_t sys_ifindex) {
-        return record_of(audit(1), sys_ifindex).at("finding");
-    }
-};
 
 TEST_F(audit_tool, records_in_step_with_their_netdevs_end_with_0_and_a_sentence) {
     make_loopback(1, "loop1", "");
@@ -209,7 +156,7 @@ TEST_F(audit_tool, verdict_beside_a_lock_holder_is_not_certain) {
     EXPECT_THAT(text.out,
                 testing::EndsWith("\nNot certain: the lock was held while this was read, so a finding "
                                   "may be a change that was half done, and one may be missing. Run it "
-                                  "again.\n"));
+                                  "again; ybnetctl status tells who holds it.\n"));
     EXPECT_EQ(document.at("summary").at("certain"), false);
     EXPECT_EQ(document.at("summary").at("agrees"), true);
 }
@@ -276,8 +223,9 @@ TEST_F(audit_tool, netdevs_that_outlived_the_database_are_found) {
     const tool_result result = run_tool({"audit"});
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr("ip -n blue link del dev swid0_eth.20"));
-    EXPECT_THAT(result.out, HasSubstr("No database: no process has loaded the interfaces, so no netdev has a "
-                                      "record; 1 netdev that is named"));
+    EXPECT_THAT(result.out,
+                HasSubstr("No database: the interfaces are not loaded, or their file was deleted; 1 "
+                          "netdev that is named"));
     const json document = audit(1);
     EXPECT_EQ(document.at("database"), false);
     EXPECT_EQ(document.at("unrecorded").at(0).at("name"), "swid0_eth.20");

@@ -35,6 +35,12 @@ namespace_identity identity_of(int descriptor) {
                                            : namespace_identity{};
 }
 
+namespace_identity identity_of(const std::string &path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? namespace_identity{status.st_dev, status.st_ino}
+                                            : namespace_identity{};
+}
+
 // In the calling thread's namespace.
 void make_socket(route_socket &made, uint32_t groups) {
     const auto failed = [&made](const char *step) {
@@ -98,15 +104,21 @@ std::vector<std::string> named_namespaces() {
 }
 
 namespace_identity identity_of_namespace(const std::string &name) {
-    struct stat status {};
-    if (!is_file_name(name) || stat(path_of(name).c_str(), &status) != 0)
-        return {};
-    return {status.st_dev, status.st_ino};
+    return is_file_name(name) ? identity_of(path_of(name)) : namespace_identity{};
+}
+
+namespace_identity identity_of_process(pid_t process) {
+    return identity_of("/proc/" + std::to_string(process) + "/ns/net");
+}
+
+bool is_callers_namespace(const std::string &name) {
+    const namespace_identity own = identity_of_namespace("");
+    return name.empty() || (identity_of_namespace(name) == own && !(own == namespace_identity{}));
 }
 
 route_socket open_route_socket(const std::string &name, uint32_t groups) {
     route_socket made;
-    if (name.empty()) {
+    if (is_callers_namespace(name)) { // also by its name: that takes no right to enter it
         made.of = identity_of_namespace(name);
         make_socket(made, groups);
     } else if (!is_file_name(name)) {

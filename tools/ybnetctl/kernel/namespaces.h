@@ -54,6 +54,12 @@ std::vector<std::string> named_namespaces();
 // Of the namespace with this name, "" being the caller's own; all zero when there is none.
 namespace_identity identity_of_namespace(const std::string &name);
 
+// Of the one that a process is in; all zero when it may not be looked into.
+namespace_identity identity_of_process(pid_t process);
+
+// Whether the name stands for the namespace that the caller is in.
+bool is_callers_namespace(const std::string &name);
+
 struct route_socket {
     unique_descriptor descriptor; // -1 when it could not be made
     int error = 0;                // then, why: an errno value; ENOENT: there is no such namespace

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// ybnetctl audit: reads the records and the kernel's netdevs, and prints what
-// audit_compare.h makes of them.
+// ybnetctl audit: prints what audit_reading.h has read and audit_compare.h made of
+// it, and how far it can be relied on.
 #include <algorithm>
 #include <ostream>
-#include <set>
 
 #include "tools/ybnetctl/command_line.h"
-#include "tools/ybnetctl/see/audit_compare.h"
+#include "tools/ybnetctl/see/audit_reading.h"
 #include "tools/ybnetctl/see/interface_view.h"
-#include "tools/ybnetctl/segments/segment_copy.h"
+#include "tools/ybnetctl/see/own_namespace.h"
 #include "tools/ybnetctl/table.h"
 
 namespace ybnetctl {
@@ -19,54 +18,6 @@ namespace {
 struct audit_options {
     bool findings_only = false;
 };
-
-struct audit_reading {
-    segment_copy copy;
-    audit_result result;
-    bool steady = true; // the records were the same before and after the netdevs were read
-
-    // Whether nothing was being changed meanwhile; else a finding may be a change that was half done.
-    [[nodiscard]] bool at_rest() const {
-        return steady && copy.settled && copy.lock_seen_free;
-    }
-    // And whether all that counts was looked at.
-    [[nodiscard]] bool certain() const {
-        return at_rest() && result.unseen.empty();
-    }
-};
-
-// The default namespace first, then those of the system and of the records.
-std::vector<namespace_view> view_all(const std::vector<recorded_interface> &records) {
-    std::set<std::string> names;
-    for (const std::string &name : named_namespaces())
-        names.insert(name);
-    for (const recorded_interface &record : records)
-        names.insert(record.ns);
-    names.erase("");
-    std::vector<namespace_view> views = {view_namespace("")};
-    for (const std::string &name : names)
-        views.push_back(view_namespace(name));
-    return views;
-}
-
-std::vector<recorded_interface> records_in(const segment_copy &copy) {
-    return copy.present ? recorded_interfaces(copy) : std::vector<recorded_interface>();
-}
-
-// Records and netdevs are read one after the other: again, while records change in between.
-audit_reading read_both(const session &run) {
-    constexpr int rounds_max = 5;
-    segment_copy copy = read_contents_if_any(run, segment_kind::interfaces);
-    for (int round = 1;; round++) {
-        const std::vector<recorded_interface> records = records_in(copy);
-        const std::vector<namespace_view> views = view_all(records);
-        segment_copy again = read_contents_if_any(run, segment_kind::interfaces);
-        const bool steady = again.present == copy.present && records_in(again) == records;
-        if (steady || round == rounds_max)
-            return {std::move(copy), audit(records, views), steady};
-        copy = std::move(again);
-    }
-}
 
 size_t count_of_findings(const audit_result &result) {
     return result.records.size() - result.count(finding::ok) - result.count(finding::unseen);
@@ -103,7 +54,7 @@ json to_json(const audited_record &each) {
 json to_json(const unrecorded_netdev &each) {
     json netdev = to_json(each.device);
     netdev["namespace"] = each.ns;
-    netdev["command"] = each.command;
+    netdev["command"] = each.command.empty() ? json(nullptr) : json(each.command);
     return netdev;
 }
 
@@ -120,6 +71,7 @@ void print_json(session &run, const audit_reading &read, const audit_options &op
     for (const unseen_namespace &each : result.unseen)
         unseen.push_back({{"namespace", each.name}, {"reason", each.reason}});
     print(run, {{"database", read.copy.present},
+                {"live", read.copy.live},
                 {"records", records},
                 {"unrecorded", unrecorded},
                 {"namespaces_unseen", unseen},
@@ -131,6 +83,7 @@ void print_json(session &run, const audit_reading &read, const audit_options &op
                   {"findings", count_of_findings(result)},
                   {"unseen", result.count(finding::unseen)},
                   {"unrecorded", result.unrecorded.size()}}},
+                {"stranded_in_words", read.stranded.empty() ? json(nullptr) : json(read.stranded)},
                 {"settled", read.copy.settled},
                 {"lock_seen_free", read.copy.lock_seen_free}});
 }
@@ -153,7 +106,7 @@ std::string counted(size_t count, const std::string &one, const std::string &man
 std::string verdict_on(const audit_reading &read) {
     const audit_result &result = read.result;
     if (!read.copy.present)
-        return "No database: no process has loaded the interfaces, so no netdev has a record; " +
+        return "No database: the interfaces are not loaded, or their file was deleted; " +
                counted(result.unrecorded.size(), "netdev that is", "netdevs that are") +
                " named as the library names VLANs and ports in the namespaces looked at.";
     if (result.agrees())
@@ -170,17 +123,8 @@ std::string verdict_on(const audit_reading &read) {
 }
 
 std::string summary_of(const audit_reading &read) {
-    std::string text =
-        verdict_on(read) + " A loopback without a record is not found: it is a bridge like any other.\n";
-    if (!read.result.unseen.empty())
-        text += "Not certain: " + counted(read.result.unseen.size(), "namespace was", "namespaces were") +
-                " not looked at. Run it as a user who may enter every namespace.\n";
-    if (!read.at_rest())
-        text += std::string("Not certain: ") +
-                (!read.steady || !read.copy.settled ? "records kept changing while this was read"
-                                                    : "the lock was held while this was read") +
-                ", so a finding may be a change that was half done, and one may be missing. Run it again.\n";
-    return text;
+    return verdict_on(read) + " A loopback without a record is not found: it is a bridge like any other.\n" +
+           doubts_about(read);
 }
 
 void print_remedies(session &run, const audit_result &result) {
@@ -194,8 +138,32 @@ void print_remedies(session &run, const audit_result &result) {
     run.out << '\n';
 }
 
+void print_unrecorded(session &run, const audit_result &result) {
+    if (result.unrecorded.empty())
+        return;
+    const bool advised = !result.unrecorded[0].command.empty(); // of all or of none
+    std::vector<column> columns = {
+        {"WITHOUT A RECORD"}, {"LINUX", side::right}, {"NAMESPACE"}, {"KIND"}, {"STATE"}};
+    if (advised)
+        columns.push_back({"REMOVED BY"});
+    table unrecorded(columns);
+    for (const unrecorded_netdev &each : result.unrecorded) {
+        std::vector<cell> row = {cell(printable(each.device.name), tone::bad), each.device.ifindex,
+                                 printable(each.ns), printable(each.device.kind),
+                                 state_in_words(each.device)};
+        if (advised)
+            row.emplace_back(printable(each.command));
+        unrecorded.add(row);
+    }
+    unrecorded.print(run.out, run.colourful());
+    run.out << '\n';
+}
+
 void print_text(session &run, const audit_reading &read, const audit_options &options) {
     const audit_result &result = read.result;
+    if (!read.here.empty())
+        run.out << "Beware: " << not_the_default_one(read.here)
+                << ". Records of the default namespace are not compared.\n\n";
     table records({{"SYSIF", side::right},
                    {"LINUX", side::right},
                    {"NAME"},
@@ -217,27 +185,14 @@ void print_text(session &run, const audit_reading &read, const audit_options &op
         run.out << '\n';
     }
     print_remedies(run, result);
-    if (!result.unrecorded.empty()) {
-        table unrecorded({{"WITHOUT A RECORD"},
-                          {"LINUX", side::right},
-                          {"NAMESPACE"},
-                          {"KIND"},
-                          {"STATE"},
-                          {"REMOVED BY"}});
-        for (const unrecorded_netdev &each : result.unrecorded)
-            unrecorded.add({cell(printable(each.device.name), tone::bad), each.device.ifindex,
-                            printable(each.ns), printable(each.device.kind), state_in_words(each.device),
-                            printable(each.command)});
-        unrecorded.print(run.out, run.colourful());
-        run.out << '\n';
-    }
+    print_unrecorded(run, result);
     for (const unseen_namespace &each : result.unseen)
         run.out << "Not looked at: " << namespace_in_words(each.name) << " (" << each.reason << ")\n";
     run.out << summary_of(read);
 }
 
 void run_audit(session &run, const audit_options &options) {
-    const audit_reading read = read_both(run);
+    const audit_reading read = read_for_audit(run);
     warn_when_unsettled(run, read.copy);
     if (run.json_wanted)
         print_json(run, read, options);
@@ -261,15 +216,21 @@ constexpr const char *notes =
     "among them: it is a bridge with a name of its owner's choice, and cannot be told from any other. "
     "Interfaces that are being made while the audit runs may be: where the lock was held, or records changed "
     "meanwhile, the audit says that it is not certain, and is to be run again before anything is removed.\n\n"
+    "Nor is it certain in three more cases. With --file the netdevs are today's, whatever the age of the "
+    "copy: no commands are given. In a namespace that has a name (ip netns exec NAME ybnetctl audit) the "
+    "default one is not seen, and its records are unseen, unless process 1 or all users of the database are "
+    "in it, too. And processes that work on a deleted database, as far as the caller may look into them, "
+    "have records that are not seen: no command to remove a netdev is given then.\n\n"
     "Without a database there are no records, and every netdev with such a name is one without a record.\n\n"
     "Exit code 0 when everything agrees, 1 when there is any finding, netdev without a record or namespace "
     "that "
     "could not be looked at, 3 when there is no database and no such netdev either.\n\n"
-    "JSON: database (false: there is none), records (sys_ifindex, linux_ifindex, name, namespace, type, "
-    "vlan_id, finding, explanation, remedy "
-    "(a line for a shell, or null), netdev: name, linux_ifindex, kind, vlan_id, up, carrier, namespace), "
-    "unrecorded (those of netdev, and command), namespaces_unseen (namespace, reason), summary (agrees, "
-    "certain, records, ok, findings, unseen, unrecorded), settled, lock_seen_free.";
+    "JSON: database (false: there is none), live (false: of a copy), records (sys_ifindex, linux_ifindex, "
+    "name, namespace, type, vlan_id, finding, explanation, remedy (a line for a shell, or null), netdev: "
+    "name, linux_ifindex, kind, vlan_id, up, carrier, namespace), unrecorded (those of netdev, and command, "
+    "or null), namespaces_unseen (namespace, reason), summary (agrees, certain, records, ok, findings, "
+    "unseen, unrecorded), stranded_in_words (of processes on a deleted database, or null), settled, "
+    "lock_seen_free.";
 
 } // namespace
 

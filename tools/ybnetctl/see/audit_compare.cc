@@ -294,6 +294,17 @@ bool audit_result::agrees() const {
     return unseen.empty() && unrecorded.empty() && count(finding::ok) == records.size();
 }
 
+void audit_result::spare_unrecorded() {
+    for (unrecorded_netdev &each : unrecorded)
+        each.command.clear();
+}
+
+void audit_result::advise_nothing() {
+    spare_unrecorded();
+    for (audited_record &each : records)
+        each.remedy.clear();
+}
+
 audit_result audit(const std::vector<recorded_interface> &records,
                    const std::vector<namespace_view> &namespaces) {
     const places where(namespaces);

@@ -42,7 +42,7 @@ struct audited_record {
 struct unrecorded_netdev {
     std::string ns;
     netdev device;
-    std::string command; // what would remove it
+    std::string command; // what would remove it; "" when that is not advised
 };
 
 struct unseen_namespace {
@@ -57,6 +57,10 @@ struct audit_result {
 
     [[nodiscard]] size_t count(finding what) const;
     [[nodiscard]] bool agrees() const; // in all namespaces: none was left unlooked at
+
+    // Takes the commands back: those against netdevs without a record, or every one.
+    void spare_unrecorded();
+    void advise_nothing();
 };
 
 // namespaces: the default one, and each that a record names or that the system has.

@@ -39,12 +39,13 @@ inline bool eventually(const std::function<bool()> &condition) {
     return false;
 }
 
-// Started, and subscribed in each of the namespaces by the time the constructor is done.
+// Started in the namespace run_in, and subscribed in each of the namespaces by the time the constructor is done.
 class running_monitor {
   public:
     explicit running_monitor(std::vector<std::string> options,
-                             const std::vector<std::string> &namespaces = {""}, bool as_json = true)
-        : child_([options = std::move(options), as_json] {
+                             const std::vector<std::string> &namespaces = {""}, bool as_json = true,
+                             const std::string &run_in = "")
+        : child_([options = std::move(options), as_json, run_in] {
               if (freopen("/run/monitor.out", "w", stdout) == nullptr ||
                   freopen("/run/monitor.err", "w", stderr) == nullptr)
                   return 1;
@@ -52,11 +53,13 @@ class running_monitor {
               if (as_json)
                   words.emplace_back("--json");
               words.insert(words.end(), options.begin(), options.end());
+              if (!run_in.empty())
+                  words.insert(words.begin(), {"nsenter", "--net=/run/netns/" + run_in});
               std::vector<char *> arguments;
               for (const std::string &word : words)
                   arguments.push_back(const_cast<char *>(word.c_str()));
               arguments.push_back(nullptr);
-              (void)execv(arguments[0], arguments.data());
+              (void)execvp(arguments[0], arguments.data());
               return 1;
           }) {
         for (const std::string &ns : namespaces)

@@ -139,6 +139,25 @@ TEST_F(monitor_tool, same_ifindex_in_two_namespaces_is_two_interfaces) {
     EXPECT_TRUE(monitor.shows({{"sys_ifindex", 1}, {"namespace", "blue"}, {"linux_ifindex", 77}}));
 }
 
+TEST_F(monitor_tool, named_namespace_is_not_taken_for_the_default_one) {
+    make_namespace("blue");
+    ip("link add dev pt0 index 4711 type veth peer name pt1");
+    ip("-n blue link add dev pt2 index 4711 type veth peer name pt3");
+    add(100, "pt0");
+    add(200, "pt2", "blue");
+    running_monitor monitor({"--all-netns"}, {"blue"}, true, "blue");
+    ip("link set pt0 up");
+    ip("-n blue link set pt2 up");
+    ASSERT_TRUE(monitor.shows({{"event", "up"}}));
+    const json line = monitor.lines().at(0);
+    EXPECT_EQ(line.at("sys_ifindex"), 200);
+    EXPECT_EQ(line.at("namespace"), "blue");
+    EXPECT_EQ(monitor.end(), 0);
+    EXPECT_EQ(monitor.errors(),
+              "ybnetctl: note: this is namespace blue, not the default one, whose events are "
+              "not shown\n");
+}
+
 TEST_F(monitor_tool, all_namespaces_of_the_records_are_watched_also_those_that_come_later) {
     make_namespace("blue");
     make_namespace("red");

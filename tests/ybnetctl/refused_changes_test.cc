@@ -60,6 +60,23 @@ TEST_F(refused_changes, record_in_a_namespace_that_may_not_be_entered_needs_forc
     EXPECT_EQ(run_tool({"interface", "destroy", "140", "--record-only"}).code, 0);
 }
 
+TEST_F(refused_changes, record_of_the_default_namespace_needs_force_in_another_one) {
+    ASSERT_EQ(run_tool({"interface", "create", "loopback", "140", "--name", "loop1"}).code, 0);
+    make_netdev("loop1", "blue"); // somebody else's
+    std::vector<std::string> words = {"nsenter", "--net=/run/netns/blue", YBNETCTL, "interface", "destroy",
+                                      "140",     "--record-only"};
+    const tool_result result = run_command(words);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.err,
+                HasSubstr("whether its netdev is gone cannot be told: this is namespace blue, not "
+                          "the default one"));
+    EXPECT_THAT(result.err, HasSubstr("try: the same outside of namespace blue; or add --force"));
+    EXPECT_TRUE(is_stored(140));
+    words.emplace_back("--force");
+    EXPECT_EQ(run_command(words).code, 0);
+    EXPECT_FALSE(is_stored(140));
+}
+
 // "../../proc/1/ns/net" would be one, taken as a path.
 TEST_F(refused_changes, namespace_name_out_of_a_record_leads_nowhere) {
     yb_net_interface_params_t params = loopback_params("lo", "../../proc/1/ns/net");

@@ -89,16 +89,13 @@ void destroy(session &run, const destroy_options &options) {
         const std::string ns = text_of(record.params.ns_name);
         call_answer answer;
         if (options.record_only) {
-            if (const std::string left = options.force ? "" : netdev_left(lib, record); !left.empty())
-                throw failure{
-                    exit_code::failed,
-                    thing,
-                    left,
-                    (lib.netdev_index(ns, text_of(record.params.name)) != 0
-                         ? "ybnetctl interface destroy " + std::to_string(options.sys_ifindex) + " # both"
-                         : "ybnetctl audit # what is there") +
-                        "; or add --force, for the record all the same",
-                    {}};
+            const netdev_remains left = options.force ? netdev_remains() : netdev_left(lib, record);
+            if (!left.words.empty())
+                throw failure{exit_code::failed,
+                              thing,
+                              left.words,
+                              left.advice + "; or add --force, for the record all the same",
+                              {}};
             answer = lib.call_plainly([&] { return net_lib_db_interface_remove(options.sys_ifindex); });
         } else if (!namespace_exists(ns)) {
             throw failure{exit_code::failed,

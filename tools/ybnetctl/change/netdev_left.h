@@ -12,9 +12,15 @@
 
 namespace ybnetctl {
 
-// What speaks against it: a netdev with the record's name or Linux ifindex in its namespace, or that it cannot be told.
-// "" when it is gone. Of a rehearsal, what its steps would have left.
-std::string netdev_left(const library &lib, const yb_net_interface_record_t &record);
+struct netdev_remains {
+    std::string
+        words; // a netdev with the record's name or Linux ifindex is in its namespace, or it cannot be told
+    std::string advice; // what to try then
+};
+
+// What speaks against removing the record alone: nothing (no words) when the netdev is gone. Of a rehearsal, what its
+// steps would have left.
+netdev_remains netdev_left(const library &lib, const yb_net_interface_record_t &record);
 
 } // namespace ybnetctl
 

@@ -20,6 +20,7 @@
 #include "tools/ybnetctl/see/ending_signals.h"
 #include "tools/ybnetctl/see/link_watch.h"
 #include "tools/ybnetctl/see/monitor_line.h"
+#include "tools/ybnetctl/see/own_namespace.h"
 #include "tools/ybnetctl/see/record_lookup.h"
 #include "tools/ybnetctl/table.h"
 #include "ybnet/yb_net_event.h"
@@ -76,6 +77,7 @@ class monitor {
                                                record->sys_ifindex) != options_.interfaces.end());
     }
     void start_watching(const std::string &ns);
+    void start_watching_own();
     void follow_namespaces();
     void wait();
     void receive_from(link_watch &watch);
@@ -101,6 +103,16 @@ void monitor::start_watching(const std::string &ns) {
         run_.err << "ybnetctl: " << namespace_in_words(ns) << ": the receive buffer has "
                  << watch.buffer_size() << " bytes: root, or net.core.rmem_max, allows more\n"
                  << std::flush;
+}
+
+// By its name where that is not what records mean by none: the default namespace cannot be watched from there.
+void monitor::start_watching_own() {
+    const std::string here = named_instead_of_default();
+    if (!here.empty()) {
+        refused_.insert("");
+        note(run_, not_the_default_one(here) + ", whose events are not shown");
+    }
+    start_watching(here);
 }
 
 // Ends the watch of namespaces that were deleted and begins that of new ones which records name.
@@ -254,7 +266,7 @@ void monitor::wait() {
 
 void monitor::watch_until_the_end() {
     if (options_.namespaces.empty())
-        start_watching("");
+        start_watching_own();
     for (const std::string &ns : options_.namespaces)
         start_watching(ns);
     records_.refresh();
@@ -314,6 +326,9 @@ constexpr const char *notes =
     "or namespace_deleted comes one of state for each recorded interface of that namespace, read anew: one "
     "whose netdev is gone is neither up nor down. Events of netdevs without a record have no system ifindex. "
     "A deleted netdev is shown with the record it had, even when that is gone too.\n\n"
+    "In a namespace that has a name (ip netns exec NAME ybnetctl monitor) events go by the records of NAME, "
+    "and the default namespace is not watched, which is said once; audit tells when such a namespace is the "
+    "default one all the same.\n\n"
     "It registers nowhere, so it neither keeps the databases alive nor needs them: without a database it "
     "says so once, and picks one up as soon as there is one. It ends with exit code 0 on Ctrl-C, SIGTERM, "
     "after --count events (lost, namespace_deleted and state are not counted), and when the reader of its "

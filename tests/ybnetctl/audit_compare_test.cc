@@ -139,7 +139,8 @@ TEST(audit_compare, remedy_fits_the_finding_and_is_one_line_for_a_shell) {
     EXPECT_EQ(remedy(key, other_netdev(9, "ib0", "ipoib")),
               "ybnetctl interface destroy 2 --record-only --force");
     EXPECT_EQ(remedy(loopback(1, 7, "a\nb"), other_netdev(7, "$(id)", "bridge")),
-              "ip link set dev '$(id)' name 'a\nb'"); // shown through printable()
+              "ip link set dev '$(id)' down && ip link set dev '$(id)' name 'a\nb' && ip link set dev 'a\nb' "
+              "up"); // shown through printable()
 }
 
 TEST(audit_compare, two_records_of_one_netdev_are_duplicates_also_through_two_names_of_one_namespace) {

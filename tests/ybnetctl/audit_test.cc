@@ -147,6 +147,34 @@ TEST_F(audit_tool, remedy_of_a_finding_puts_it_right) {
     EXPECT_EQ(after.at("records")[0].at("remedy"), nullptr);
 }
 
+// Renamed while down, as kernels before 6.2 want it, and up afterwards.
+TEST_F(audit_tool, remedy_of_a_renamed_netdev_that_is_up_leaves_it_up) {
+    make_loopback(1, "loop1", "blue");
+    ip({"-n", "blue", "link", "set", "loop1", "name", "other"});
+    ip({"-n", "blue", "link", "set", "other", "up"});
+    const std::string remedy = record_of(audit(1), 1).at("remedy");
+    EXPECT_EQ(remedy, "ip -n blue link set dev other down && ip -n blue link set dev other name loop1 && "
+                      "ip -n blue link set dev loop1 up");
+    EXPECT_EQ(output_of(remedy), "");
+    EXPECT_EQ(record_of(audit(0), 1).at("netdev").at("up"), true);
+}
+
+// Which need not be that of process 1.
+TEST_F(audit_tool, remedy_of_a_moved_netdev_takes_it_to_where_the_shell_is) {
+    make_netdev("pk0", "blue");
+    yb_net_interface_params_t params = port_params("pk0");
+    params.type = YB_L2_INTERFACE_TYPE_PKEY;
+    add(1, ifindex_of("pk0", "blue"), params);
+    // In a network namespace of the shell's own, without a name.
+    const tool_result result = run_words({"unshare", "-n", "sh", "-c",
+                                          "'" YBNETCTL "' --json audit >/run/audit; "
+                                          "eval \"$(jq -r '.records[0].remedy' /run/audit)\" && "
+                                          "'" YBNETCTL "' audit"});
+    EXPECT_EQ(record_of(json::parse(contents_of("/run/audit")), 1).at("remedy"),
+              "ip -n blue link set dev pk0 netns $$");
+    EXPECT_EQ(result.code, 0) << result.out << result.err;
+}
+
 TEST_F(audit_tool, verdict_beside_a_lock_holder_is_not_certain) {
     make_loopback(1, "loop1", "");
     net_lib_db_interface_lock_acquire();

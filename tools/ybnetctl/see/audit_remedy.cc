@@ -30,6 +30,15 @@ std::string remedy_of_kind(const recorded_interface &record, const netdev &devic
     return destroy(record, record_alone) + " # the netdev is somebody else's and stays";
 }
 
+// Kernels before 6.2 rename a netdev only while it is down.
+std::string rename(const recorded_interface &record, const netdev &device) {
+    const std::string set = ip_in(record.ns) + "link set dev ";
+    const std::string now = shell_word(device.name);
+    const std::string then = shell_word(record.name);
+    const std::string named = set + now + " name " + then;
+    return device.up ? set + now + " down && " + named + " && " + set + then + " up" : named;
+}
+
 } // namespace
 
 std::string remedy_of(const audited_record &audited) {
@@ -43,14 +52,13 @@ std::string remedy_of(const audited_record &audited) {
     case finding::duplicate:
         return destroy(record, record_alone) + " # one of the two";
     case finding::renamed:
-        return ip_in(record.ns) + "link set dev " + shell_word(audited.device->name) + " name " +
-               shell_word(record.name);
+        return rename(record, *audited.device);
     case finding::other_ifindex:
         return is_destroyed_by_name(record) ? destroy(record) + " # the netdev, too; then create it anew"
                                             : destroy(record, record_alone);
     case finding::moved:
         return ip_in(audited.found_in) + "link set dev " + shell_word(record.name) + " netns " +
-               (record.ns.empty() ? "1" : shell_word(record.ns));
+               (record.ns.empty() ? "$$" : shell_word(record.ns)); // $$: where the shell is, as the audit was
     case finding::gone:
     case finding::no_namespace:
         break;

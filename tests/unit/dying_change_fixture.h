@@ -10,6 +10,7 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +35,30 @@ inline uint16_t low_bits(void *, const uint8_t *data, uint32_t, uint16_t) {
     memcpy(&key, data, sizeof(key));
     return static_cast<uint16_t>(key & 0xFF); // a key 0x1NN has the home 0xNN, as has 0x2NN
 }
+
+// Where the steps begin. Up to the first store to the records nothing changes but the lock's words; the way there is
+// long where a table is searched through.
+enum class steps { from_the_start, from_the_first_store };
+
+// The pages of a segment that hold records alone, closed to stores until the first one is tried.
+class closed_records {
+  public:
+    static void close(const segment &seg) {
+        address_ = seg.body;
+        length_ = seg.description.trailer_offset / 4096 * 4096;
+        struct sigaction action = {};
+        action.sa_handler = open;
+        (void)sigaction(SIGSEGV, &action, nullptr);
+        (void)mprotect(address_, length_, PROT_READ);
+    }
+
+  private:
+    static void open(int) {
+        (void)mprotect(address_, length_, PROT_READ | PROT_WRITE);
+    }
+    static inline void *address_;
+    static inline size_t length_;
+};
 
 class dying_change : public testing::Test {
   protected:
@@ -76,23 +101,34 @@ class dying_change : public testing::Test {
     // Every state of these parts while a child makes the change, the first and the last included. The child's
     // id is left in child_.
     template <typename change_t>
-    std::vector<bytes> states_during(const segment &seg, const std::vector<part> &parts, change_t change) {
+    std::vector<bytes> states_during(const segment &seg, const std::vector<part> &parts, change_t change,
+                                     steps begin = steps::from_the_start) {
         std::vector<bytes> states = {copy_of(seg, parts)};
         const pid_t child = fork();
         if (child == 0) {
             (void)ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+            if (begin == steps::from_the_first_store)
+                closed_records::close(seg);
             (void)raise(SIGSTOP);
             change();
             _exit(0);
         }
         int status = 0;
         EXPECT_EQ(child, waitpid(child, &status, 0));
+        intptr_t signal = 0;
+        if (begin == steps::from_the_first_store) {
+            (void)ptrace(PTRACE_CONT, child, nullptr, nullptr);
+            EXPECT_EQ(child, waitpid(child, &status, 0));
+            signal = SIGSEGV;
+            EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == signal) << "no store to the records";
+        }
         steps_ = 0;
         while (WIFSTOPPED(status)) {
             if (!is_as(seg, parts, states.back()))
                 states.push_back(copy_of(seg, parts));
             steps_++;
-            (void)ptrace(PTRACE_SINGLESTEP, child, nullptr, nullptr);
+            (void)ptrace(PTRACE_SINGLESTEP, child, nullptr, signal);
+            signal = 0;
             if (waitpid(child, &status, 0) != child)
                 break;
         }

@@ -100,6 +100,84 @@ class dying_port_change : public dying_change {
     }
 };
 
+// ---- What the bytes tell ----
+
+// A port with both its logical port and its LAG's MLAG in the maps.
+yb_net_port_info_t lag_info(uint32_t lag_index, uint16_t mlag_id, uint8_t byte) {
+    yb_net_port_info_t info = info_of(0x105, byte);
+    info.log_port = 0x10000000 | lag_index << 8;
+    info.mlag_id = mlag_id;
+    return info;
+}
+
+class dying_whole_change : public dying_change {
+  protected:
+    // Makes the change, and expects of each of its states that one repair, said in one line, makes it the first or
+    // the last, byte for byte.
+    template <typename change_t> void expect_whole(const std::vector<part> &parts, change_t change) {
+        const bytes before = copy_of(ports_segment, parts);
+        const auto states = states_during(ports_segment, parts, change, steps::from_the_first_store);
+        const bytes after = copy_of(ports_segment, parts);
+        ASSERT_LT(4u, states.size());
+        ASSERT_EQ(before, states.front());
+        ASSERT_EQ(after, states.back());
+        size_t completed = 0;
+        for (size_t i = 1; i + 1 < states.size(); i++) {
+            SCOPED_TRACE(testing::Message() << "state " << i << " of " << states.size());
+            put_back(ports_segment, parts, states[i]);
+            platform::recorded() = {};
+            ports_segment.description.repair_body(ports_segment.body);
+            EXPECT_EQ(1u, warnings());
+            const bool is_completed = is_as(ports_segment, parts, after);
+            EXPECT_TRUE(is_completed || is_as(ports_segment, parts, before));
+            completed += is_completed ? 1 : 0;
+            const bytes repaired = copy_of(ports_segment, parts);
+            ports_segment.description.repair_body(ports_segment.body);
+            EXPECT_EQ(1u, warnings()) << "nothing is left to repair";
+            EXPECT_TRUE(is_as(ports_segment, parts, repaired));
+        }
+        EXPECT_LT(0u, completed);
+        put_back(ports_segment, parts, after);
+    }
+
+    static net_lib_db_ports_segment_t &body() {
+        return *static_cast<net_lib_db_ports_segment_t *>(ports_segment.body);
+    }
+};
+
+TEST_F(dying_whole_change, new_lag_is_in_all_its_maps_or_in_none) {
+    expect_whole(port_parts, [] {
+        const yb_net_port_info_t info = lag_info(4, 7, 1);
+        (void)net_lib_db_port_set(0x105, &info);
+    });
+    EXPECT_EQ(7, body().lag_to_mlag[4]);
+    EXPECT_EQ(0x10000400u, body().mlag_to_lag[7]);
+    EXPECT_EQ(0x105u, body().lag_to_ifindex[4]);
+}
+
+TEST_F(dying_whole_change, changed_lag_is_in_the_maps_as_before_or_as_after) {
+    const yb_net_port_info_t before = lag_info(4, 7, 1);
+    ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_port_set(0x105, &before));
+    expect_whole(port_parts, [] {
+        const yb_net_port_info_t info = lag_info(5, 8, 2);
+        (void)net_lib_db_port_set(0x105, &info);
+    });
+    EXPECT_EQ(8, body().lag_to_mlag[5]);
+    EXPECT_EQ(0x10000500u, body().mlag_to_lag[8]);
+    EXPECT_EQ(0x105u, body().lag_to_ifindex[5]);
+}
+
+TEST_F(dying_whole_change, removed_lag_is_in_all_its_maps_or_in_none) {
+    const yb_net_port_info_t before = lag_info(4, 7, 1);
+    ASSERT_EQ(YB_STATUS_SUCCESS, net_lib_db_port_set(0x105, &before));
+    expect_whole(port_parts, [] { (void)net_lib_db_port_remove(0x105); });
+    EXPECT_EQ(0, body().lag_to_mlag[4]);
+    EXPECT_EQ(0u, body().mlag_to_lag[7]);
+    EXPECT_EQ(0u, body().lag_to_ifindex[4]);
+}
+
+// ---- What the ports tell ----
+
 TEST_F(dying_port_change, new_port_is_there_or_not) {
     set(0x105, 1);
     expect({{0x105, 1}}, {{0x105, 1}, {0x107, 9}}, [] { set(0x107, 9); });

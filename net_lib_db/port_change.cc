@@ -3,6 +3,8 @@
 // See port_change.h.
 #include "net_lib_db/port_change.h"
 
+#include <array>
+#include <bit>
 #include <cstring>
 
 #include "net_lib_db/port_maps.h"
@@ -45,7 +47,43 @@ void enter_maps_with(uint32_t sys_ifindex, const yb_net_port_info_t &info) {
     port_maps_enter(sys_ifindex, info.log_port, info.mlag_id);
 }
 
+using spread_words = std::array<uint16_t, sizeof(port_spread) / sizeof(uint16_t)>;
+
+// The bucket that keeps this word of a spread record.
+entry_t &behind(const entry_t &bucket, size_t word) {
+    return ports_body().port_table[static_cast<uint16_t>(index_of(bucket) + 1 + word)];
+}
+
+// port_change() in a table without a spare bucket. What was in the reserved bytes is there again afterwards, unless
+// the process dies: then they are cleared, for they mean nothing.
+void change_spread(entry_t &bucket, const port_spread &changed, bool enter_maps) {
+    const uint8_t kept_mark = bucket.deleted;
+    const port_spread kept = port_spread_read(bucket);
+    change_mark(bucket.deleted, PORT_SPREAD);
+    port_spread_write(bucket, changed);
+    change_mark(bucket.deleted, enter_maps ? PORT_SPREAD_RECORD_MAPPED : PORT_SPREAD_RECORD);
+    bucket.info = changed.info;
+    if (enter_maps)
+        enter_maps_with(changed.sys_ifindex, changed.info);
+    change_mark(bucket.deleted, PORT_SPREAD);
+    port_spread_write(bucket, kept);
+    change_mark(bucket.deleted, kept_mark);
+}
+
 } // namespace
+
+port_spread port_spread_read(const entry_t &bucket) {
+    spread_words words;
+    for (size_t i = 0; i < words.size(); i++)
+        words[i] = port_index(behind(bucket, i));
+    return std::bit_cast<port_spread>(words);
+}
+
+void port_spread_write(const entry_t &bucket, const port_spread &spread) {
+    const auto words = std::bit_cast<spread_words>(spread);
+    for (size_t i = 0; i < words.size(); i++)
+        port_mark(behind(bucket, i), behind(bucket, i).deleted, words[i]);
+}
 
 void port_mark_filling(entry_t &bucket) {
     if (bucket.hash == 0)
@@ -83,10 +121,8 @@ void port_fill(entry_t &bucket, const entry_t &record, bool enter_maps) {
 
 void port_change(entry_t &bucket, uint32_t sys_ifindex, const yb_net_port_info_t &info, bool enter_maps) {
     entry_t *const spare = find_spare(bucket);
-    if (spare == nullptr) { // who dies now leaves a record that is partly old, partly new
-        bucket.info = info;
-        if (enter_maps)
-            enter_maps_with(sys_ifindex, info);
+    if (spare == nullptr) {
+        change_spread(bucket, {info, sys_ifindex}, enter_maps);
         return;
     }
     const uint8_t kept = spare->deleted;

@@ -9,7 +9,8 @@
 //  - a port that makes room is copied to its new bucket before its old one is marked, and the old one is marked
 //    before the new one's mark is cleared;
 //  - a new port counts from the moment its bucket is marked PORT_MAPPING or PORT_LIVE;
-//  - a changed record is written to a spare bucket first and copied from there.
+//  - a changed record is written to a spare bucket first and copied from there; in a table full of ports, to
+//    what the marks leave of the buckets behind its own: the first two reserved bytes of each.
 #ifndef YBNET_NET_LIB_DB_PORT_CHANGE_H
 #define YBNET_NET_LIB_DB_PORT_CHANGE_H
 
@@ -34,9 +35,14 @@ enum : uint8_t {
     PORT_REMOVING = 0x25, // leaves the maps and becomes deleted
 
     // A spare bucket, empty or deleted.
-    PORT_SPARE = 0x26,              // to be cleared
-    PORT_SPARE_RECORD = 0x27,       // holds the new record of the bucket whose index is in the reserved bytes
-    PORT_SPARE_RECORD_MAPPED = 0x28 // the same, and that port enters the maps then
+    PORT_SPARE = 0x26,        // to be cleared
+    PORT_SPARE_RECORD = 0x27, // holds the new record of the bucket whose index is in the reserved bytes
+    PORT_SPARE_RECORD_MAPPED = 0x28, // the same, and that port enters the maps then
+
+    // A live bucket, with the buckets behind it in the place of a spare one.
+    PORT_SPREAD = 0x2A,              // their reserved bytes are to be cleared
+    PORT_SPREAD_RECORD = 0x2B,       // they hold the bucket's new record
+    PORT_SPREAD_RECORD_MAPPED = 0x2C // the same, and the port enters the maps then
 };
 
 // A bucket's mark word: the deleted byte and the three reserved ones behind it.
@@ -82,5 +88,13 @@ void port_change(net_lib_port_entry_t &bucket, uint32_t sys_ifindex, const yb_ne
 
 // Makes a bucket deleted, in the maps too. The hash stays.
 void port_delete(net_lib_port_entry_t &bucket);
+
+// What the buckets behind a changed one keep of it, two bytes each.
+struct port_spread {
+    yb_net_port_info_t info;
+    uint32_t sys_ifindex; // for the maps
+};
+port_spread port_spread_read(const net_lib_port_entry_t &bucket);
+void port_spread_write(const net_lib_port_entry_t &bucket, const port_spread &spread);
 
 #endif

@@ -29,15 +29,18 @@ bool is_moved_completely(const entry_t *table, const entry_t &bucket) {
            port_is_filling(table[port_index(bucket)]) && &table[port_index(bucket)] != &bucket;
 }
 
+void log_change_completed(uint32_t sys_ifindex) {
+    NET_LIB_DB_LOG(YB_LEVEL_WARN, "Netlib ports DB - the change of port %u was left half done: completed\n",
+                   sys_ifindex);
+}
+
 void finish_spare(entry_t *table, entry_t &spare) {
     if (spare.deleted != PORT_SPARE) {
         entry_t &bucket = table[port_index(spare)];
         bucket.info = spare.info;
         if (spare.deleted == PORT_SPARE_RECORD_MAPPED)
             port_maps_enter(spare.sys_ifindex, spare.info.log_port, spare.info.mlag_id);
-        NET_LIB_DB_LOG(YB_LEVEL_WARN,
-                       "Netlib ports DB - the change of port %u was left half done: completed\n",
-                       spare.sys_ifindex);
+        log_change_completed(spare.sys_ifindex);
     } else {
         NET_LIB_DB_LOG(YB_LEVEL_WARN, "Netlib ports DB - spare bucket %u was left in use: cleared\n",
                        static_cast<uint32_t>(&spare - table));
@@ -46,6 +49,23 @@ void finish_spare(entry_t *table, entry_t &spare) {
     spare.info = {};
     spare.sys_ifindex = 0;
     change_mark(spare.deleted, spare.hash == 0 ? PORT_LIVE : PORT_DELETED);
+}
+
+void finish_spread(const entry_t *table, entry_t &bucket) {
+    if (bucket.deleted != PORT_SPREAD) {
+        const port_spread changed = port_spread_read(bucket);
+        bucket.info = changed.info;
+        if (bucket.deleted == PORT_SPREAD_RECORD_MAPPED)
+            port_maps_enter(changed.sys_ifindex, changed.info.log_port, changed.info.mlag_id);
+        log_change_completed(changed.sys_ifindex);
+        change_mark(bucket.deleted, PORT_SPREAD);
+    } else {
+        NET_LIB_DB_LOG(YB_LEVEL_WARN,
+                       "Netlib ports DB - the buckets behind bucket %u were left in use: cleared\n",
+                       static_cast<uint32_t>(&bucket - table));
+    }
+    port_spread_write(bucket, {});
+    change_mark(bucket.deleted, PORT_LIVE);
 }
 
 void repair_bucket(entry_t *table, entry_t &bucket) {
@@ -65,6 +85,11 @@ void repair_bucket(entry_t *table, entry_t &bucket) {
     case PORT_SPARE_RECORD:
     case PORT_SPARE_RECORD_MAPPED:
         finish_spare(table, bucket);
+        break;
+    case PORT_SPREAD:
+    case PORT_SPREAD_RECORD:
+    case PORT_SPREAD_RECORD_MAPPED:
+        finish_spread(table, bucket);
         break;
     default:
         if (!port_is_filling(bucket))

@@ -176,6 +176,69 @@ TEST_F(dying_whole_change, removed_lag_is_in_all_its_maps_or_in_none) {
     EXPECT_EQ(0u, body().lag_to_ifindex[4]);
 }
 
+// ---- A table full of ports ----
+
+uint16_t low_16_bits(void *, const uint8_t *data, uint32_t, uint16_t) {
+    uint16_t home = 0;
+    memcpy(&home, data, sizeof(home));
+    return home;
+}
+
+class dying_full_table_change : public dying_whole_change {
+  protected:
+    static constexpr uint32_t near_the_end = 0x1FFF0; // so that the buckets behind its own go round
+    static constexpr uint16_t its_bucket = 0xFFF0;
+
+    void SetUp() override {
+        dying_whole_change::SetUp();
+        platform::crc_override() = low_16_bits;
+        for (uint32_t index = 0; index < YB_NET_PORTS_MAX; index++) {
+            const uint32_t home = index != 0 ? index : 0xFFFF; // a bucket with the hash 0 would be empty
+            const uint32_t key = 0x10000 | home;
+            net_lib_port_entry_t &bucket = body().port_table[index];
+            bucket = {index != 0 ? key : 0x20000 | home, info_of(key, 1), 0, {}, home};
+        }
+    }
+    static std::vector<part> around_its_bucket() {
+        constexpr size_t map = offsetof(net_lib_db_ports_segment_t, port_to_ifindex);
+        return {{0, 64 * sizeof(net_lib_port_entry_t)},
+                {(its_bucket - 1) * sizeof(net_lib_port_entry_t),
+                 offsetof(net_lib_db_ports_segment_t, lag_to_ifindex)},
+                {map, map + 0x400 * 4}};
+    }
+};
+
+TEST_F(dying_full_table_change, changed_port_is_the_old_one_or_the_new) {
+    expect_whole(around_its_bucket(), [] {
+        yb_net_port_info_t info = info_of(3, 7);
+        (void)net_lib_db_port_set(near_the_end, &info);
+    });
+    EXPECT_EQ(7, body().port_table[its_bucket].info.attr_a);
+    EXPECT_EQ(near_the_end, body().port_to_ifindex[3]);
+}
+
+TEST_F(dying_full_table_change, changed_port_without_a_logical_port_is_the_old_one_or_the_new) {
+    expect_whole(around_its_bucket(), [] {
+        yb_net_port_info_t info = info_of(3, 7);
+        info.log_port = 0;
+        (void)net_lib_db_port_set(near_the_end, &info);
+    });
+    EXPECT_EQ(7, body().port_table[its_bucket].info.attr_a);
+    EXPECT_EQ(0u, body().port_to_ifindex[3]);
+}
+
+TEST_F(dying_full_table_change, uninterrupted_leaves_reserved_bytes_as_they_were) {
+    const auto bucket_after = [this](uint32_t steps) -> net_lib_port_entry_t & {
+        return body().port_table[static_cast<uint16_t>(its_bucket + steps)];
+    };
+    for (uint32_t steps = 0; steps < 64; steps++)
+        memset(bucket_after(steps).reserved, static_cast<int>(0x40 + steps), 3);
+    set(near_the_end, 7);
+    EXPECT_EQ(7, bucket_after(0).info.attr_a);
+    for (uint32_t steps = 0; steps < 64; steps++)
+        EXPECT_THAT(bucket_after(steps).reserved, testing::Each(0x40 + steps)) << steps;
+}
+
 // ---- What the ports tell ----
 
 TEST_F(dying_port_change, new_port_is_there_or_not) {

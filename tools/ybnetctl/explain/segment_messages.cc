@@ -117,9 +117,14 @@ constexpr message_entry entries[] = {
      {"A process died while it wrote an interface record; the slot was freed, for half a record is none.",
       "A process of the stack was killed inside a change.",
       "ybnetctl audit: the interface's netdev may have lost its record."}},
-    {"Netlib ports DB - bucket %u was left half written: taken back"
+    {"Netlib ports DB - spare bucket %u was left in use: cleared"
      "\n"
-     "Netlib ports DB - spare bucket %u was left in use: cleared",
+     "Netlib ports DB - the buckets behind bucket %u were left in use: cleared",
+     {"A process died while it changed a port, just before or just after the change itself; what that had "
+      "needed beside the port was cleared.",
+      "The port's owner was killed inside a change.",
+      "Compare with ybnetctl port show; set it again if need be."}},
+    {"Netlib ports DB - bucket %u was left half written: taken back",
      {"A process died while it entered a port; what it had begun was taken back.",
       "The port's owner was killed inside a change.", "Set the port again."}},
     {"Netlib ports DB - bucket %u was left half removed: removed"

@@ -111,8 +111,11 @@ void repair_ports(void *body) {
     }
     // First what is complete but for its mark, while the mark of its source still tells so.
     for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++) {
-        if (is_moved_completely(table, table[i]))
-            port_mark(table[i], PORT_LIVE, 0);
+        if (!is_moved_completely(table, table[i]))
+            continue;
+        NET_LIB_DB_LOG(YB_LEVEL_WARN, "Netlib ports DB - the move of port %u was left half done: completed\n",
+                       table[i].sys_ifindex);
+        port_mark(table[i], PORT_LIVE, 0);
     }
     for (uint32_t i = 0; i < YB_NET_PORTS_MAX; i++)
         repair_bucket(table, table[i]);

@@ -62,6 +62,16 @@ TEST_F(port_repair, takes_back_a_move_whose_source_is_not_marked) {
     EXPECT_EQ(11u, get(11).attr_i);
 }
 
+TEST_F(port_repair, says_that_it_completed_a_move) {
+    put(10, 10, 10, PORT_FILLING_EMPTY | PORT_FILLING_SOURCE);
+    put_index(10, 11);
+    put(11, 10, 10, PORT_FILLING_LIVE);
+    repair();
+    EXPECT_THAT(take_lines(), ElementsAre(warning("the move of port 10 was left half done: completed\n"),
+                                          warning("bucket 11 was left half written: taken back\n")));
+    EXPECT_EQ(10u, get(10).attr_i);
+}
+
 TEST_F(port_repair, completes_a_change_without_a_logical_port_and_leaves_the_maps_alone) {
     set(10, with_log_port(port_of(7)));
     yb_net_port_info_t changed = with_log_port(port_of(8));

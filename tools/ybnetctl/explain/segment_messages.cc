@@ -131,6 +131,8 @@ constexpr message_entry entries[] = {
      "\n"
      "Netlib ports DB - port %u was not in the maps yet: entered"
      "\n"
+     "Netlib ports DB - the move of port %u was left half done: completed"
+     "\n"
      "Netlib ports DB - the change of port %u was left half done: completed",
      {"A process died while it changed a port; the change was completed.",
       "The port's owner was killed inside a change.",

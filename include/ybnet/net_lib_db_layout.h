@@ -93,7 +93,7 @@ typedef struct net_lib_port_entry {
     uint32_t sys_ifindex;    /* the key; 0 in a removed entry */
     yb_net_port_info_t info; /* the port as its owner described it */
     uint8_t deleted;         /* 1 once the port was removed; another value: being changed */
-    uint8_t reserved[3];     /* then maybe another bucket's index; of bucket 0: all is being erased */
+    uint8_t reserved[3];     /* means something during a change only */
     uint32_t hash;           /* home bucket, the CRC-16 of the key */
 } net_lib_port_entry_t;
 

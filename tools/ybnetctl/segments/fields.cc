@@ -97,8 +97,9 @@ constexpr std::array port_entry_fields = {
     field{"deleted", offsetof(port, deleted), 1, 1, field_kind::number, every_type,
           "1: the port was removed; other values than 0 and 1 mark a change that is under way"},
     field{"reserved", offsetof(port, reserved), sizeof(port::reserved), 1, field_kind::reserved, every_type,
-          "not used, but in a marked bucket: there the first two may be another bucket's index; of bucket 0, "
-          "with deleted, 29 D1 A3 E5 while the segment is being erased"},
+          "not used between changes: while a bucket is marked, another's index or two bytes of a record that "
+          "is "
+          "being changed; of bucket 0, with deleted, 29 D1 A3 E5 while the segment is being erased"},
     field{"hash", offsetof(port, hash), sizeof(port::hash), 1, field_kind::number, every_type,
           "home bucket, CRC-16 of the key's four bytes (polynomial 0x8D95); 0: the bucket is empty, whatever "
           "else it holds"},

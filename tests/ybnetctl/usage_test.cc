@@ -30,6 +30,7 @@ void PrintTo(const mistake &each, std::ostream *out) {
 class usage : public testing::TestWithParam<mistake> {};
 
 const std::string any_number = " is not a number from 0 to 4294967295";
+const std::string leading_zero = " has a leading 0: a number is decimal without, or hexadecimal behind 0x";
 
 } // namespace
 
@@ -80,6 +81,14 @@ INSTANTIATE_TEST_SUITE_P(
         mistake{{"port", "list", "--protocol", "3"}, "port list: --protocol: Value 3 not in range 0 to 2"},
         mistake{{"port", "find", "--log-port", "0x123456789"}, "--log-port: \"0x123456789\"" + any_number},
         mistake{{"port", "set", "7", "--attr-g", "1,2,3,x"}, "port set: --attr-g: \"x\"" + any_number},
+        mistake{{"interface", "create", "vlan", "1", "--vid", "010"}, "--vid: \"010\"" + leading_zero},
+        mistake{{"port", "show", "08"}, "port show: SYSIF: \"08\"" + leading_zero},
+        mistake{{"port", "list", "--protocol", "01"}, "--protocol: \"01\"" + leading_zero},
+        mistake{{"interface", "set", "1", "--rif", "010"}, "--rif: \"010\"" + leading_zero},
+        mistake{{"interface", "show", "00"}, "SYSIF: \"00\"" + leading_zero},
+        mistake{{"port", "set", "7", "--attr-d", "1,2,010"}, "--attr-d: \"010\"" + leading_zero},
+        mistake{{"monitor", "--count", "08"}, "--count: \"08\"" + leading_zero},
+        mistake{{"--verbosity", "05", "status"}, "--verbosity: \"05\"" + leading_zero},
         mistake{{"port", "set", "7", "--attr-d", "1,2,300"}, "--attr-d: Value 300 not in range 0 to 255"},
         mistake{{"lag", "show", "lag5"}, "lag show: LAG: \"lag5\"" + any_number},
         mistake{{"mlag", "show", "0"}, "mlag show: ID: Value 0 not in range 1 to 1000"},

@@ -17,12 +17,17 @@ constexpr const char *purpose =
 
 constexpr const char *ending = "Options of every command: ybnetctl --help.\n"
                                "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
-constexpr const char *exit_codes = "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
+constexpr const char *exit_codes = "Numbers: decimal, or hexadecimal as 0x1f; 010 is refused.\n"
+                                   "Exit codes: 0 done, 1 failed, 2 usage, 3 not found.";
 
 void read_numbers_strictly(CLI::App *command) {
-    for (CLI::Option *option : command->get_options())
-        if (option->get_type_name().starts_with("UINT"))
+    for (CLI::Option *option : command->get_options()) {
+        const std::string type = option->get_type_name();
+        if (type.starts_with("UINT"))
             option->check(whole_number());
+        if (type.find("INT in [") != std::string::npos)
+            option->transform(no_leading_zero()); // in front of the range, which would read 010 as 8
+    }
     for (CLI::App *each : command->get_subcommands({}))
         read_numbers_strictly(each);
 }

@@ -13,6 +13,8 @@ constexpr size_t description_width = 70; // of the right-hand column of --help
 
 // CLI11 reads "" as 0 and says little about what it cannot read.
 std::string refuse_unless_whole(const std::string &text) {
+    if (std::string problem = leading_zero_problem(text); !problem.empty())
+        return problem;
     const bool hex = text.starts_with("0x") || text.starts_with("0X");
     const std::string digits = hex ? text.substr(2) : text;
     const char *const allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
@@ -23,6 +25,17 @@ std::string refuse_unless_whole(const std::string &text) {
 }
 
 } // namespace
+
+// CLI11 would read such a number as octal, as C does; who types 010 means ten.
+std::string leading_zero_problem(const std::string &text) {
+    if (text.size() < 2 || text[0] != '0' || text.find_first_not_of("0123456789") != std::string::npos)
+        return "";
+    return '"' + text + "\" has a leading 0: a number is decimal without, or hexadecimal behind 0x";
+}
+
+CLI::Validator no_leading_zero() {
+    return {leading_zero_problem, ""};
+}
 
 CLI::Validator whole_number() {
     return {refuse_unless_whole, ""};

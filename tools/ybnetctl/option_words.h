@@ -34,6 +34,10 @@ std::string synopsis_of(const CLI::App *command);
 std::vector<const CLI::App *> subcommands_of(const CLI::App *command);
 std::vector<const CLI::App *> leaves_of(const CLI::App *command);
 
+// What is wrong with "010" as a number; "" of anything else.
+std::string leading_zero_problem(const std::string &text);
+CLI::Validator no_leading_zero();
+
 // The check of a number: decimal or hexadecimal, of 32 bits. Options that are shown as "N" have it without being
 // given it.
 CLI::Validator whole_number();

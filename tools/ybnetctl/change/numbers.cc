@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "tools/ybnetctl/option_words.h"
 #include "ybnet/yb_net_interface.h"
 #include "ybnet/yb_net_port.h"
 
@@ -29,6 +30,8 @@ CLI::Validator check(const number_or_none &kind) {
     const auto refuse = [kind](const std::string &text) -> std::string {
         if (text == "none")
             return "";
+        if (std::string problem = leading_zero_problem(text); !problem.empty())
+            return problem;
         const auto number = number_in(text);
         if (!number || *number > kind.most)
             return "'" + text + "' is neither a number from 0 to " + std::to_string(kind.most) + " nor none";

@@ -179,6 +179,9 @@ std::string man_page_of(const command_line &line) {
         << "segment until two readings agree, so they work beside a lock holder that is slow, stopped or "
            "dead.\n"
         << "Commands that change something start the library, like any process of the stack.\n"
+        << ".Pp\nNumbers are decimal, or hexadecimal behind 0x; one with a leading 0, which is octal "
+           "elsewhere, is "
+           "refused.\n"
         << ".Pp\nOptions may stand before or behind the command:\n";
     write_options(out, &app, true);
     out << ".Sh COMMANDS\n";

@@ -3,6 +3,7 @@
 // The changing commands of the built program: loopbacks on the real kernel, records in real databases, and what a
 // failure says. VLANs and ports need the lab (tests/lab/ybnetctl_test.sh).
 #include "tests/ybnetctl/changes_fixture.h"
+#include "tools/ybnetctl/change/link_kinds.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -106,14 +107,27 @@ TEST_F(changes, failed_creation_says_what_it_lacks) {
     make_netdev("swid0_eth");
     EXPECT_EQ(advice({"vlan", "1", "--vid", "5", "--parent", "bond7"}), "ip link show");
     make_netdev("taken", "red");
-    EXPECT_EQ(advice({"loopback", "1", "--name", "taken", "--netns", "red"}), "ip -n red link show dev taken");
+    EXPECT_EQ(advice({"loopback", "1", "--name", "taken", "--netns", "red"}),
+              "ip -n red link show dev taken");
     tool_shims shims;
     shims.replace("vconfig", "echo odd >&2; exit 3");
     shims.replace("ip", "echo odd >&2; exit 3");
     EXPECT_EQ(advice({"vlan", "1", "--vid", "5"}),
-              access("/proc/net/vlan", F_OK) == 0
-                  ? "ybnetctl --dry-run --json interface create vlan 1 --vid 5"
-                  : "modprobe 8021q");
+              ybnetctl::vlans_are_possible() ? "ybnetctl --dry-run --json interface create vlan 1 --vid 5"
+                                             : "modprobe 8021q");
+}
+
+// A vlanN in this namespace is in the way of every VLAN with this id, whatever its name and namespace.
+TEST_F(changes, creation_that_another_vlan_of_the_id_blocks_leads_to_it) {
+    make_netdev("swid0_eth");
+    make_netdev("vlan10");
+    for (const char *const format : {"swid", "vlan"}) {
+        const json error = json_of(
+            {"interface", "create", "vlan", "111", "--vid", "10", "--netns", "blue", "--name-format", format},
+            1)["error"];
+        EXPECT_EQ(error["reason"], "vlan10 already exists");
+        EXPECT_EQ(error["advice"], "ip link show dev vlan10");
+    }
 }
 
 TEST_F(changes, failure_that_left_a_netdev_says_so_and_how_to_remove_it) {
@@ -255,8 +269,9 @@ TEST_F(changes, address_is_the_one_that_was_typed) {
     EXPECT_EQ(added.code, 0) << added.err;
     EXPECT_EQ(added.out, "interface 140: 10.0.0.5/32 broadcast 10.0.0.255 label loop1:1\n");
     EXPECT_THAT(shown(), HasSubstr("inet 10.0.0.5/32 brd 10.0.0.255 scope global loop1:1"));
-    EXPECT_THAT(run_tool({"address", "add", "140", "10.0.0.5/24"}).err,
-                HasSubstr("RTNETLINK answers [17]: File exists"));
+    const tool_result again = run_tool({"address", "add", "140", "10.0.0.5/24"});
+    EXPECT_THAT(again.err, HasSubstr("RTNETLINK answers [17]: File exists"));
+    EXPECT_THAT(again.err, HasSubstr("\n  try: ip -n red address show dev loop1\n")); // where it is
     EXPECT_EQ(run_tool({"address", "del", "140", "10.0.0.5/24"}).code, 0);
     EXPECT_EQ(shown(), "");
     EXPECT_EQ(run_tool({"address", "add", "140", "10.0.0.5/24", "--connected"}).code, 0);

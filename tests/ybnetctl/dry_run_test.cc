@@ -4,9 +4,14 @@
 // nothing itself: no process, no request, not a byte of shared memory.
 #include "tests/ybnetctl/changes_fixture.h"
 
+#include <filesystem>
+#include <fstream>
 #include <regex>
+#include <sys/mount.h>
+#include <sys/utsname.h>
 
 #include "tests/support/processes.h"
+#include "tools/ybnetctl/change/link_kinds.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -74,13 +79,35 @@ class dry_run : public changes_test {
         return acting;
     }
 
+    // The shims make VLANs on any kernel, which the rehearsal knows nothing of: to it the module looks installed.
+    void expect_vlans() {
+        stand_in_for_vlans(shims_);
+        if (ybnetctl::vlans_are_possible())
+            return;
+        utsname system = {};
+        ASSERT_EQ(uname(&system), 0);
+        ASSERT_EQ(mount("tmpfs", "/lib/modules", "tmpfs", 0, "mode=0755"), 0) << strerror(errno);
+        mounted_ = true;
+        const std::string directory = std::string("/lib/modules/") + system.release;
+        std::filesystem::create_directory(directory);
+        std::ofstream(directory + "/modules.alias") << "alias rtnl-link-vlan 8021q\n";
+        ASSERT_TRUE(ybnetctl::vlans_are_possible());
+    }
+    void TearDown() override {
+        if (mounted_) {
+            EXPECT_EQ(umount2("/lib/modules", MNT_DETACH), 0);
+        }
+        changes_test::TearDown();
+    }
+
     tool_shims shims_;
+    bool mounted_ = false;
 };
 
 } // namespace
 
 TEST_F(dry_run, names_the_commands_that_the_real_run_runs) {
-    stand_in_for_vlans(shims_);
+    expect_vlans();
     make_netdev("swid0_eth");
     const std::vector<std::vector<std::string>> all = {
         {"interface", "create", "vlan", "110", "--vid", "10", "--name-format", "vlan", "--netns", "blue"},
@@ -106,6 +133,7 @@ TEST_F(dry_run, names_the_commands_that_the_real_run_runs) {
 }
 
 TEST_F(dry_run, runs_no_program_sends_nothing_and_opens_nothing_for_writing) {
+    expect_vlans();
     make_netdev("swid0_eth");
     ASSERT_EQ(run_tool({"interface", "create", "loopback", "140", "--name", "loop1"}).code, 0);
     ASSERT_EQ(run_tool({"port", "set", "7", "--name", "x"}).code, 0);
@@ -205,6 +233,25 @@ TEST_F(dry_run, of_a_port_says_that_the_kernel_would_refuse_its_kind) {
     EXPECT_THAT(real.err, HasSubstr("try: is the switch's kernel driver loaded?"));
 }
 
+// Whether the kernel at hand has it or not: what is foretold is what then happens.
+TEST_F(dry_run, of_a_vlan_fails_where_the_kernel_has_no_802_1q) {
+    make_netdev("swid0_eth");
+    for (const std::vector<std::string> &vlan :
+         {std::vector<std::string>{"interface", "create", "vlan", "110", "--vid", "10"},
+          {"interface", "create", "vlan", "111", "--vid", "11", "--parent", "swid0_eth"},
+          {"interface", "create", "port-vlan", "130", "--port", "swid0_eth", "--vid", "30"}}) {
+        const tool_result result = run_tool(with_dry_run(vlan));
+        const tool_result real = run_tool(vlan);
+        EXPECT_EQ(result.code, real.code) << result.out << result.err << real.err;
+        EXPECT_EQ(result.code, ybnetctl::vlans_are_possible() ? 0 : 1);
+        if (real.code != 0) {
+            EXPECT_THAT(result.out, HasSubstr("(which would fail: the kernel has no 802.1Q: "));
+            EXPECT_THAT(result.err, HasSubstr("try: modprobe 8021q"));
+            EXPECT_THAT(real.err, HasSubstr("try: modprobe 8021q"));
+        }
+    }
+}
+
 TEST_F(dry_run, of_a_set_that_would_fail_says_so_at_the_step_and_claims_nothing_done) {
     ASSERT_EQ(run_tool({"interface", "create", "loopback", "140", "--name", "loop1", "--vrid", "3"}).code, 0);
     const tool_result vrid =
@@ -249,8 +296,7 @@ TEST_F(dry_run, refused_before_its_first_step_is_the_whole_document_all_the_same
 }
 
 TEST_F(dry_run, of_a_creation_that_would_leave_a_netdev_claims_none_made) {
-    tool_shims shims;
-    stand_in_for_vlans(shims);
+    expect_vlans();
     make_netdev("swid0_eth");
     const tool_result result =
         run_tool({"--dry-run", "interface", "create", "vlan", "112", "--vid", "12", "--netns", "nowhere"});
@@ -282,6 +328,13 @@ TEST_F(dry_run, makes_no_database_where_there_is_none) {
                           "kernel's), name \"\" -> \"x\""));
     EXPECT_FALSE(segment_exists(interfaces_format));
     ASSERT_EQ(net_lib_db_interfaces_load(0), uint32_t{YB_STATUS_SUCCESS});
+}
+
+TEST_F(dry_run, of_a_batch_shows_what_there_is_in_a_line_that_only_looks) {
+    const tool_result result = run_tool({"--dry-run", "-b", "-"}, {},
+                                        "interface create loopback 140 --name loop1\ninterface show 140\n");
+    EXPECT_EQ(result.code, 3);
+    EXPECT_THAT(result.err, HasSubstr("standard input:2: interface 140: no record"));
 }
 
 TEST_F(dry_run, of_a_batch_remembers_what_its_earlier_lines_would_have_done) {

@@ -8,6 +8,7 @@
 #include "tools/ybnetctl/change/interface_record.h"
 #include "tools/ybnetctl/change/interface_set.h"
 #include "tools/ybnetctl/change/names.h"
+#include "tools/ybnetctl/shell_word.h"
 #include "ybnet/net_lib.h"
 
 namespace ybnetctl {
@@ -68,7 +69,8 @@ void set_address(session &run, const address_options &options, yb_access_cmd_t c
         });
         if (!answer.done())
             throw failure_of(thing, answer, "the address could not be set",
-                             "ip address show dev " + text_of(record.params.name));
+                             ip_in(text_of(record.params.ns_name)) + "address show dev " +
+                                 shell_word(text_of(record.params.name)));
         change_result result;
         result.document["address"] = {{"local", values.local},
                                       {"prefix_length", values.prefix_length},

@@ -4,11 +4,11 @@
 #include "tools/ybnetctl/change/interface_create.h"
 
 #include <map>
-#include <unistd.h>
 
 #include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/change/inside_namespace.h"
 #include "tools/ybnetctl/change/interface_record.h"
+#include "tools/ybnetctl/change/link_kinds.h"
 #include "tools/ybnetctl/change/names.h"
 #include "tools/ybnetctl/change/numbers.h"
 #include "tools/ybnetctl/change/port_driver.h"
@@ -53,11 +53,6 @@ places possible_places(library &lib, const yb_net_interface_params_t &params) {
     return all;
 }
 
-// The kernel's 802.1Q, a module on many systems, is there when it shows this directory.
-bool tags_are_there() {
-    return access("/proc/net/vlan", F_OK) == 0;
-}
-
 // The netdev that a VLAN is stacked on; "" for a netdev that needs none.
 std::string lower_netdev(const create_options &options) {
     if (options.type == YB_L2_INTERFACE_TYPE_PORT_VLAN)
@@ -75,6 +70,11 @@ std::string advice_on(const session &run, const library &lib, const create_optio
         return "ip netns add " + shell_word(options.netns);
     if (options.type == YB_L2_INTERFACE_TYPE_PORT && !port_driver_is_there())
         return port_driver_advice;
+    // It blocks the creation whatever the name format, and is not among the places when another one is asked for.
+    const std::string blocking = "vlan" + std::to_string(options.vid);
+    if (options.type == YB_L2_INTERFACE_TYPE_VLAN && !before.contains({"", blocking}) &&
+        lib.netdev_index("", blocking) != 0)
+        return "ip link show dev " + blocking;
     for (const auto &[place, was_there] : before)
         if (was_there)
             return ip_in(place.first) + "link show dev " + shell_word(place.second);
@@ -82,7 +82,7 @@ std::string advice_on(const session &run, const library &lib, const create_optio
     if (!lower.empty() && lib.netdev_index("", lower) == 0)
         return options.type == YB_L2_INTERFACE_TYPE_PORT_VLAN ? "ybnetctl interface list --type port"
                                                               : "ip link show";
-    if (!lower.empty() && !run.dry_run && !tags_are_there())
+    if (!lower.empty() && !vlans_are_possible())
         return "modprobe 8021q";
     return run.dry_run ? "" : "ybnetctl --dry-run " + shell_line(run.words);
 }

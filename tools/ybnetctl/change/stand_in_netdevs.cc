@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "tools/ybnetctl/change/inside_namespace.h"
+#include "tools/ybnetctl/change/link_kinds.h"
 
 namespace ybnetctl {
 
@@ -71,6 +72,17 @@ command_answer stand_in_netdevs::add(const std::string &ns, const std::string &n
     return {};
 }
 
+// In the kernel's order: a name that is taken is refused first.
+command_answer stand_in_netdevs::add_vlan(const std::string &ns, const std::string &lower,
+                                          const std::string &name) {
+    static const bool possible = vlans_are_possible(); // asked once: a batch may add thousands
+    if (index_of(ns, lower) == 0)
+        return no_netdev(lower);
+    if (index_of(ns, name) == 0 && !possible)
+        return refused("the kernel has no 802.1Q: its module 8021q is neither loaded nor there to be loaded");
+    return add(ns, name);
+}
+
 command_answer stand_in_netdevs::take_away(const std::string &ns, const std::string &name) {
     if (index_of(ns, name) == 0)
         return no_netdev(name);
@@ -94,7 +106,7 @@ command_answer stand_in_netdevs::put_elsewhere(const std::string &ns, const std:
 
 command_answer stand_in_netdevs::run_ip(const std::string &ns, const std::vector<std::string> &words) {
     if (matches(words, {"ip", "link", "add", "link", "", "", "type", "vlan", "protocol", "802.1Q", "id", ""}))
-        return index_of(ns, words[4]) == 0 ? no_netdev(words[4]) : add(ns, words[5]);
+        return add_vlan(ns, words[4], words[5]);
     if (matches(words, {"ip", "link", "add", "name", "", "type", "bridge"}))
         return add(ns, words[4]);
     if (matches(words, {"ip", "link", "del", "dev", ""}))
@@ -113,7 +125,7 @@ command_answer stand_in_netdevs::run_ip(const std::string &ns, const std::vector
 
 command_answer stand_in_netdevs::run_vconfig(const std::string &ns, const std::vector<std::string> &words) {
     if (matches(words, {"vconfig", "add", "", ""}))
-        return index_of(ns, words[2]) == 0 ? no_netdev(words[2]) : add(ns, words[2] + '.' + words[3]);
+        return add_vlan(ns, words[2], words[2] + '.' + words[3]);
     if (matches(words, {"vconfig", "rem", ""}))
         return take_away(ns, words[2]);
     return {};

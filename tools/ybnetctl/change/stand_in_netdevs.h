@@ -47,6 +47,7 @@ class stand_in_netdevs {
     command_answer run_ip(const std::string &ns, const std::vector<std::string> &words);
     command_answer run_vconfig(const std::string &ns, const std::vector<std::string> &words);
     command_answer add(const std::string &ns, const std::string &name);
+    command_answer add_vlan(const std::string &ns, const std::string &lower, const std::string &name);
     command_answer take_away(const std::string &ns, const std::string &name);
     command_answer put_elsewhere(const std::string &ns, const std::string &name, const std::string &new_ns,
                                  const std::string &new_name);

@@ -92,6 +92,8 @@ TEST_F(batch, refuses_what_is_not_for_a_line) {
             EXPECT_THAT(result.err, StartsWith("ybnetctl: /run/batch:1: ")) << line;
         }
     }
+    write("--version\n");
+    EXPECT_THAT(run_tool({"-b", "/run/batch"}).err, HasSubstr("--version: not in a batch"));
     EXPECT_EQ(run_tool({"-b", "/run/none"}).code, 1);
     EXPECT_EQ(run_tool({"-b", "/run/batch", "port", "list"}).code, 2);
 }

@@ -104,6 +104,9 @@ INSTANTIATE_TEST_SUITE_P(
                     mistake{{"interface"}, "interface: A subcommand is required"},
                     mistake{{"interface", "find"},
                             "one of SYSIF, --linux, --name, --netns and --vrf is needed"},
+                    mistake{{"port", "find"}, "exactly one of SYSIF, --log-port and --name is needed"},
+                    mistake{{"port", "find", "--log-port", "1", "--name", "x"},
+                            "exactly one of SYSIF, --log-port and --name is needed"},
                     mistake{{}, "no command given"}));
 
 TEST(about, version_and_help_are_documents_with_json) {

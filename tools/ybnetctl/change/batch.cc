@@ -29,6 +29,8 @@ const char *const batch_rules =
     "The first failure ends the batch, unless --keep-going is given. "
     "The exit code is that of the first failure either way, and every error names the file and the line. "
     "Sentences that say what was done are left out; what a command was asked to show is printed.\n\n"
+    "With --dry-run each changing line meets what the lines before it would have done. "
+    "A line that only looks does not: it shows what there is.\n\n"
     "SIGINT, SIGTERM and SIGHUP let the step that runs come to its end: the process says behind which line "
     "it was "
     "interrupted, unregisters and ends by that signal. "
@@ -104,7 +106,8 @@ void run_words(command_line &line, line_scope &scope, const batch_command &comma
     } catch (const CLI::ParseError &error) {
         scope.restore();
         if (error.get_exit_code() == 0)
-            throw not_in_a_line("--help", "not in a batch");
+            throw not_in_a_line(error.get_name() == "CallForVersion" ? "--version" : "--help",
+                                "not in a batch");
         throw line.usage_failure(error);
     }
     scope.restore();

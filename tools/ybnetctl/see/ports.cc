@@ -161,7 +161,7 @@ void find(session &run, const find_options &options) {
         1)
         throw failure{exit_code::usage,
                       "port find",
-                      "one of SYSIF, --log-port and --name is needed",
+                      "exactly one of SYSIF, --log-port and --name is needed",
                       "ybnetctl port find --help",
                       {}};
     const segment_copy copy = read_contents(run, segment_kind::ports);
@@ -228,7 +228,7 @@ void add_port_queries(command_line &line, CLI::App *port) {
         "names of net_lib_port(5)) and notes; beside them settled, lock_seen_free.");
 
     CLI::App *const find_command = add_command<find_options>(
-        port, line, "find", "Ports by their system ifindex, their logical port or their name",
+        port, line, "find", "Ports by exactly one of their system ifindex, their logical port and their name",
         [](CLI::App &app, find_options &o) {
             app.add_option("SYSIF", o.sys_ifindex, "system ifindex")
                 ->type_name("SYSIF")

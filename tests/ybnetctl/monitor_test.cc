@@ -169,7 +169,23 @@ TEST_F(monitor_tool, all_namespaces_of_the_records_are_watched_also_those_that_c
     add(2, "br2", "red");
     EXPECT_TRUE(eventually([&] { return monitor.listens_in("red"); }));
     ip("-n red link set br2 up");
-    EXPECT_TRUE(monitor.shows({{"sys_ifindex", 2}, {"namespace", "red"}}));
+    EXPECT_TRUE(monitor.shows({{"sys_ifindex", 2}, {"namespace", "red"}, {"event", "up"}}));
+}
+
+TEST_F(monitor_tool, namespace_that_comes_later_begins_with_the_states_in_it) {
+    make_namespace("blue");
+    make_namespace("red");
+    ip("-n blue link add br1 type bridge");
+    add(1, "br1", "blue");
+    running_monitor monitor({"--all-netns"}, {"", "blue"});
+    ip("-n red link add br2 type bridge");
+    ip("-n red link set br2 up"); // before anybody watches
+    add(2, "br2", "red");
+    EXPECT_TRUE(monitor.shows(
+        {{"event", "state"}, {"sys_ifindex", 2}, {"name", "br2"}, {"namespace", "red"}, {"up", true}}));
+    EXPECT_EQ(monitor.end(), 0);
+    for (const json &line : monitor.lines())
+        EXPECT_NE(line.at("sys_ifindex"), 1) << "of blue, watched from the start";
 }
 
 TEST_F(monitor_tool, interface_is_followed_into_its_namespace_and_others_are_left_out) {

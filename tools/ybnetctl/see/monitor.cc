@@ -94,6 +94,7 @@ class monitor {
     std::set<std::string> refused_; // namespaces of records that cannot be watched, said once each
     ending_signals signals_;
     uint64_t shown_ = 0;
+    bool began_ = false; // events may have been missed in what is found from now on
     bool ended_ = false;
 };
 
@@ -129,6 +130,7 @@ void monitor::follow_namespaces() {
     if (!follows_records())
         return;
     records_.refresh();
+    std::vector<std::string> begun;
     for (const recorded_interface &record : records_.records()) {
         const auto is_its = [&](const link_watch &watch) { return watch.ns() == record.ns; };
         if ((!options_.all_namespaces && !is_wanted(&record)) || refused_.contains(record.ns) ||
@@ -136,6 +138,7 @@ void monitor::follow_namespaces() {
             continue;
         try {
             start_watching(record.ns);
+            begun.push_back(record.ns);
         } catch (const failure &what) {
             if (what.code == exit_code::not_found)
                 continue; // it may be made later
@@ -143,6 +146,10 @@ void monitor::follow_namespaces() {
             run_.err << "ybnetctl: " << what.thing << ": " << what.reason << ": not watched\n" << std::flush;
         }
     }
+    // What happened there before, since the record named it, nobody has heard.
+    if (began_)
+        for (const std::string &ns : begun)
+            show_states(ns, view_namespace(ns));
 }
 
 void monitor::print(const monitor_line &line) {
@@ -272,6 +279,7 @@ void monitor::watch_until_the_end() {
     records_.refresh();
     if (follows_records())
         follow_namespaces();
+    began_ = true;
     for (const uint32_t wanted : options_.interfaces) {
         const auto &all = records_.records();
         if (std::none_of(all.begin(), all.end(),
@@ -324,7 +332,10 @@ constexpr const char *notes =
     "lost, when the kernel dropped events because they were not read in time; namespace_deleted, when a "
     "namespace that was watched has lost its name and is no longer watched; or state. Behind a line of lost "
     "or namespace_deleted comes one of state for each recorded interface of that namespace, read anew: one "
-    "whose netdev is gone is neither up nor down. Events of netdevs without a record have no system ifindex. "
+    "whose netdev is gone is neither up nor down. So it does when a namespace is taken up later, which is up "
+    "to "
+    "half a second after a record has named it: what its netdevs did before is in their states. Events of "
+    "netdevs without a record have no system ifindex. "
     "A deleted netdev is shown with the record it had, even when that is gone too.\n\n"
     "In a namespace that has a name (ip netns exec NAME ybnetctl monitor) events go by the records of NAME, "
     "and the default namespace is not watched, which is said once; audit tells when such a namespace is the "
@@ -336,7 +347,9 @@ constexpr const char *notes =
     "JSON: one object a line, flushed, each with time (seconds since 1970, to the microsecond), time_iso, "
     "event, sys_ifindex, linux_ifindex, name, namespace, up, carrier, bridge_port (the message is a "
     "bridge's: a deleted netdev then left it), and of lost: dropped (how many, or null). Of "
-    "namespace_deleted, namespace is the one; of a state whose netdev is gone, up and carrier are null.";
+    "namespace_deleted and lost, namespace is the one, and what tells of a netdev is null; up and carrier "
+    "are "
+    "null of deleted too, and of a state whose netdev is gone.";
 
 } // namespace
 

@@ -100,6 +100,9 @@ TEST(catalogue, has_every_line_that_is_written_past_the_log) {
 TEST(catalogue, has_nothing_that_the_library_no_longer_says) {
     auto said = formats_of_the_built_library();
     said.merge(other_formats_of_the_sources());
+    for (const message_entry &entry : host_messages())
+        for (const std::string &format : formats_of(entry))
+            said.insert(format);
     EXPECT_THAT(missing_from(said, formats_of_the_catalogue()), IsEmpty());
 }
 
@@ -149,6 +152,48 @@ TEST(catalogue_search, finds_lines_with_something_behind_them) {
     const auto found = search_catalogue("Cannot talk to rtnetlink: Bad file descriptor");
     ASSERT_FALSE(found.empty());
     EXPECT_EQ(found[0].format, "Cannot talk to rtnetlink");
+}
+
+TEST(catalogue_search, finds_a_message_by_a_part_with_its_values) {
+    const auto format_found = [](const std::string &part) {
+        const auto found = search_catalogue(part);
+        return found.empty() ? "" : found[0].format;
+    };
+    EXPECT_THAT(format_found("lock taken over from thread 4711"),
+                HasSubstr("lock taken over from thread %u"));
+    EXPECT_THAT(format_found("Interface with system ifindex 110 or linux_ifindex 5"),
+                testing::StartsWith("Interface with system ifindex %"));
+    EXPECT_THAT(format_found("interface with SYSTEM ifindex 110 or linux"),
+                testing::StartsWith("Interface with system ifindex %"));
+    EXPECT_EQ(format_found("Failed to move interface \"loop1\" to namesp"),
+              "yb_net_interface_set: Failed to move interface \"%s\" to namespace \"%s\"");
+    EXPECT_EQ(format_found("move interface \"loop1\" to namespace \"re"),
+              "yb_net_interface_set: Failed to move interface \"%s\" to namespace \"%s\"");
+    EXPECT_EQ(format_found("Interface with system ifindex ten or linux_ifindex five"), ""); // no numbers
+    EXPECT_EQ(format_found("\" to namespace \"a name that is far longer than what is the message's\""), "");
+}
+
+// What the tools themselves say, not what is thought to be known of them.
+TEST(catalogue_search, finds_what_ip_says) {
+    EXPECT_EQ(run_program({"ip", "link", "add", "name", "twice", "type", "bridge"}).code, 0);
+    const std::string said[] = {run_program({"ip", "link", "add", "name", "twice", "type", "bridge"}).err,
+                                run_program({"ip", "link", "add", "name", "x", "type", "nonsense"}).err,
+                                run_program({"ip", "netns", "exec", "nope", "true"}).err,
+                                run_program({"ip", "link", "show", "dev", "x"}).err,
+                                run_program({"setpriv", "--bounding-set=-net_admin", "ip", "link", "add",
+                                             "name", "x", "type", "bridge"})
+                                    .err};
+    EXPECT_EQ(run_program({"ip", "link", "del", "dev", "twice"}).code, 0);
+    for (const std::string &line : said) {
+        const tool_result result = run_tool({"explain", line});
+        EXPECT_EQ(result.code, 0) << line << result.err;
+        EXPECT_THAT(result.out, HasSubstr("\n  Meaning: ")) << line;
+    }
+}
+
+TEST(catalogue_search, of_a_netdev_that_is_gone_leads_to_the_audit) {
+    EXPECT_THAT(run_tool({"explain", "Cannot find device \"loop2\""}).out,
+                testing::AllOf(HasSubstr("was removed or renamed"), HasSubstr("ybnetctl audit")));
 }
 
 TEST(catalogue_search, takes_a_status_by_number_and_by_name_however_written) {
@@ -202,7 +247,8 @@ TEST(explain, lists_all_that_have_a_part) {
 TEST(explain, names_the_nearest_of_what_it_does_not_know) {
     const tool_result number = run_tool({"explain", "23"});
     EXPECT_EQ(number.code, 3);
-    EXPECT_THAT(number.err, HasSubstr("nearest: 22 (YB_STATUS_ENTRY_ALREADY_EXISTS)"));
+    EXPECT_THAT(number.err,
+                HasSubstr("\n  try: ybnetctl explain --all\n")); // neighbours have nothing in common
     const tool_result name = run_tool({"explain", "PARAM_EROR"});
     EXPECT_EQ(name.code, 3);
     EXPECT_THAT(name.err, HasSubstr("nearest: YB_STATUS_PARAM_ERROR"));

@@ -86,7 +86,7 @@ const std::vector<message_entry> &messages() {
     static const std::vector<message_entry> all = [] {
         std::vector<message_entry> joined;
         for (const auto part : {segment_messages(), interface_messages(), port_messages(), netdev_messages(),
-                                link_messages(), request_messages()})
+                                link_messages(), request_messages(), host_messages()})
             joined.insert(joined.end(), part.begin(), part.end());
         return joined;
     }();

@@ -36,7 +36,7 @@ std::vector<std::string> formats_of(const message_entry &entry);
 
 std::span<const status_entry> statuses();
 
-// All messages: of the log, of the trace buffer and on standard error.
+// All messages: of the log, of the trace buffer and on standard error; of the commands that the library runs, too.
 const std::vector<message_entry> &messages();
 
 // Its parts.
@@ -46,6 +46,7 @@ std::span<const message_entry> port_messages();
 std::span<const message_entry> netdev_messages();
 std::span<const message_entry> link_messages();
 std::span<const message_entry> request_messages();
+std::span<const message_entry> host_messages(); // not the library's own
 
 } // namespace ybnetctl
 

@@ -75,10 +75,14 @@ constexpr message_entry entries[] = {
      {"The name fills its field; netdevs have at most 15 characters.",
       "The name is too long, or not terminated.", ""}},
     {"Cannot find device \"%s\"",
-     {"The port's netdev is not in the namespace of the call, which is the only one looked at.",
-      "It was moved into the interface's namespace when it was made: a port can only be destroyed where "
-      "it is.",
-      "Move it back: ip -n NAMESPACE link set dev NAME netns 1, then destroy it."}},
+     {"The netdev is not where it was looked for: of a port in the namespace of the call, the only one "
+      "looked "
+      "at; of a loopback in the interface's. ip says the same of any netdev.",
+      "It was removed or renamed by hand. Or, a port: it was moved into the interface's namespace when it "
+      "was "
+      "made, and can only be destroyed where it is.",
+      "ybnetctl audit tells which, and where it is. Gone: ybnetctl interface destroy N --record-only. A port "
+      "that was moved: ip -n NAMESPACE link set dev NAME netns 1, then destroy it."}},
     {"%s: rtnl_talk: failed to %s port netdev \"%s\".",
      {"The kernel refused to make or remove the port's netdev; its reason is on standard error "
       "(\"RTNETLINK answers\").",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// See search.h. Sections: formats as patterns; statuses; messages; the nearest.
+// See search.h. Sections: formats as patterns; statuses; messages; messages that a query is a part of; the
+// nearest.
 #include "tools/ybnetctl/explain/search.h"
 
 #include <algorithm>
@@ -196,6 +197,78 @@ std::vector<catalogue_match> entries_with(const std::string &part) {
     return found;
 }
 
+// ---- Messages of which the query is a part ----------------------------------
+
+// A text with each number as one sign, so that a number and its conversion are the same.
+constexpr char any_number = '\1';
+
+std::string with_numbers_alike(const std::string &text) {
+    std::string alike;
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = is_digit(text[at]) ? number_length(text, at, 'x') : 0;
+        alike += length == 0 ? text[at] : any_number;
+        at += std::max<size_t>(length, 1);
+    }
+    return alike;
+}
+
+// What stands between a format's texts (%s).
+std::vector<std::string> literals_of(const std::string &format) {
+    std::vector<std::string> literals;
+    for (const stretch &each : stretches_of(format)) {
+        std::string text;
+        for (const piece &part : each) {
+            text += part.literal;
+            if (part.conversion != 0 && part.conversion != 's')
+                text += '0';
+        }
+        literals.push_back(with_numbers_alike(lower(text)));
+    }
+    return literals;
+}
+
+// How many characters of the query stand in the format's literals when it begins with what is behind `start` in the
+// first of them and goes through as many as it needs; 0: it does not.
+size_t covered_from(std::span<const std::string> literals, size_t start, const std::string &query) {
+    std::string_view rest = query;
+    std::string_view literal = std::string_view(literals.front()).substr(start);
+    size_t covered = 0;
+    for (size_t i = 0;; literal = literals[i]) {
+        if (literal.empty() && i + 1 == literals.size())
+            return covered;                                // the rest is a text
+        const size_t at = i == 0 ? 0 : rest.find(literal); // a text ends where what is behind it stands first
+        if (rest.substr(std::min(at, rest.size()), literal.size()) != literal) {
+            // Not whole: the query has to end within it, or within the text in front.
+            size_t common = std::min(literal.size(), rest.size());
+            while (common > 0 && !rest.ends_with(literal.substr(0, common)))
+                common--;
+            return i == 0 && common != rest.size() ? 0 : covered + common;
+        }
+        covered += literal.size();
+        rest.remove_prefix(at + literal.size());
+        if (rest.empty())
+            return covered;
+        if (++i == literals.size())
+            return 0; // something behind its end
+    }
+}
+
+// Most of a part has to be the message's own: names and texts alone fit everything.
+size_t cover(const std::string &format, const std::string &query) {
+    const std::vector<std::string> literals = literals_of(format);
+    size_t best = 0;
+    for (size_t i = 0; i < literals.size(); i++)
+        for (size_t start = 0; start < literals[i].size(); start++)
+            best = std::max(best, covered_from(std::span(literals).subspan(i), start, query));
+    constexpr size_t least = 8;
+    return best >= least && best * 3 >= query.size() * 2 ? best : 0;
+}
+
+std::vector<catalogue_match> messages_around(const std::string &part) {
+    const std::string query = with_numbers_alike(lower(part));
+    return best_first(score_messages([&](const std::string &format) { return cover(format, query); }));
+}
+
 // ---- The nearest ------------------------------------------------------------
 
 std::set<std::string> pairs_of(const std::string &text) {
@@ -248,7 +321,7 @@ std::vector<catalogue_match> search_catalogue(const std::string &query) {
     const std::string text = trimmed(query.substr(0, longest));
     if (text.empty())
         return {};
-    for (const auto &search : {matching_statuses, messages_in, entries_with}) {
+    for (const auto &search : {matching_statuses, messages_in, entries_with, messages_around}) {
         std::vector<catalogue_match> found = search(text);
         if (!found.empty())
             return found;
@@ -257,21 +330,15 @@ std::vector<catalogue_match> search_catalogue(const std::string &query) {
 }
 
 std::vector<std::string> nearest_entries(const std::string &query) {
+    if (number_of(trimmed(query)))
+        return {}; // neighbours in number have nothing in common
     std::vector<std::pair<double, std::string>> all;
-    const auto number = number_of(trimmed(query));
     const std::set<std::string> wanted = pairs_of(query);
-    for (const status_entry &entry : statuses()) {
-        const double away = number ? static_cast<double>(std::max<unsigned long>(*number, entry.number) -
-                                                         std::min<unsigned long>(*number, entry.number))
-                                   : 0;
-        all.emplace_back(
-            number ? 1 / (1 + away) : likeness(wanted, pairs_of(std::string(entry.name).substr(10))),
-            number ? std::to_string(entry.number) + " (" + entry.name + ')' : std::string(entry.name));
-    }
-    if (!number)
-        for (const message_entry &entry : messages())
-            for (const std::string &format : formats_of(entry))
-                all.emplace_back(likeness(wanted, pairs_of(format)), format);
+    for (const status_entry &entry : statuses())
+        all.emplace_back(likeness(wanted, pairs_of(std::string(entry.name).substr(10))), entry.name);
+    for (const message_entry &entry : messages())
+        for (const std::string &format : formats_of(entry))
+            all.emplace_back(likeness(wanted, pairs_of(format)), format);
     std::stable_sort(all.begin(), all.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
     std::vector<std::string> nearest;
     for (const auto &[score, name] : all)

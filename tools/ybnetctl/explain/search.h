@@ -29,7 +29,7 @@ std::optional<format_fit> fit_format(const std::string &format, const std::strin
 // The best match first. Empty when nothing fits.
 std::vector<catalogue_match> search_catalogue(const std::string &query);
 
-// What has most in common with a query that nothing fits, the nearest first; at most three.
+// What has most in common with a query that nothing fits, the nearest first; at most three. None for a number.
 std::vector<std::string> nearest_entries(const std::string &query);
 
 } // namespace ybnetctl

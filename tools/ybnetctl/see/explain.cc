@@ -105,8 +105,9 @@ void run_explain(session &run, const explain_options &options) {
 
 constexpr const char *notes = "A line can be pasted as it stands in a log, with its numbers and names and "
                               "with whatever the log puts in front. "
-                              "Messages of the library that go to standard error are known too. Part of a "
-                              "message will do: all that have it are "
+                              "Messages of the library that go to standard error are known too, and those of "
+                              "the ip commands that it runs. Part of a "
+                              "message will do, with its numbers and names: all that have it are "
                               "listed, the best match first.\n\n"
                               "JSON: query, matches (kind: status or message; number and name of a "
                               "status, format of a message; meaning, "

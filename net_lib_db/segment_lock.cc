@@ -88,8 +88,9 @@ void segment_meet_thread() {
 
 // What a thread announces itself on; -1 when the process has closed it and no other is to be had.
 static int announcing_descriptor(segment &seg) {
-    if (cl_plock_is_file(seg.place.descriptor, seg.place))
-        return seg.place.descriptor;
+    for (int look = 0; look < 2; look++) // one alone may fail for want of memory
+        if (cl_plock_is_file(seg.place.descriptor, seg.place))
+            return seg.place.descriptor;
     int known = __atomic_load_n(&seg.late_descriptor, __ATOMIC_RELAXED);
     if (cl_plock_is_file(known, seg.place))
         return known;

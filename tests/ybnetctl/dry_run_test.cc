@@ -6,11 +6,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
+#include <set>
 #include <sys/mount.h>
 #include <sys/utsname.h>
 
 #include "tests/support/processes.h"
+#include "tools/ybnetctl/change/changing.h"
 #include "tools/ybnetctl/change/link_kinds.h"
 
 using testing::ElementsAre;
@@ -328,6 +331,40 @@ TEST_F(dry_run, makes_no_database_where_there_is_none) {
                           "kernel's), name \"\" -> \"x\""));
     EXPECT_FALSE(segment_exists(interfaces_format));
     ASSERT_EQ(net_lib_db_interfaces_load(0), uint32_t{YB_STATUS_SUCCESS});
+}
+
+TEST_F(dry_run, details_have_no_key_that_the_page_does_not_name) {
+    expect_vlans();
+    make_netdev("swid0_eth");
+    ASSERT_EQ(run_tool({"interface", "create", "loopback", "140", "--name", "loop1", "--netns", "red"}).code,
+              0);
+    std::set<std::string> keys;
+    const std::function<void(const json &)> collect = [&](const json &part) {
+        for (const auto &item : part.items()) {
+            if (part.is_object())
+                keys.insert(item.key());
+            collect(item.value());
+        }
+    };
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"interface", "create", "vlan", "110", "--vid", "10", "--netns", "blue"},
+          {"interface", "create", "port", "101", "--name", "swp1", "--value1", "1"},
+          {"interface", "set", "140", "--admin", "up", "--rif", "5"},
+          {"address", "add", "140", "10.0.0.5/24"},
+          {"port", "set", "7", "--name", "x"},
+          {"hold"}}) {
+        std::vector<std::string> with_json = with_dry_run(words);
+        with_json.insert(with_json.begin(), "--json");
+        const json document = json::parse(run_tool(with_json).out);
+        for (const json &step : document["steps"])
+            if (step["details"].is_object())
+                collect(step["details"]);
+    }
+    EXPECT_GT(keys.size(), 15u);
+    const std::string text = ybnetctl::dry_run_keys;
+    const std::string details = text.substr(text.find("The details of a record"));
+    for (const std::string &key : keys)
+        EXPECT_TRUE(std::regex_search(details, std::regex("\\b" + key + "\\b"))) << key;
 }
 
 TEST_F(dry_run, of_a_batch_shows_what_there_is_in_a_line_that_only_looks) {

@@ -72,6 +72,7 @@ void print(session &run, const failure &what) {
 }
 
 void note(session &run, const std::string &sentence) {
+    run.notes.push_back(sentence);
     run.err << beginning(run) << "note: " << printable(sentence) << '\n' << std::flush;
 }
 

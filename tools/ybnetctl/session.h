@@ -42,6 +42,8 @@ struct session {
 
     std::shared_ptr<library> started_library; // by the first command that needed it (change/library.h)
 
+    std::vector<std::string> notes; // of the command that runs now, see note()
+
     // What the program ends with after a command that did its work: 1 when an audit has findings, say.
     exit_code ends_with = exit_code::done;
 
@@ -62,7 +64,7 @@ void print(session &run, const json &document);
 void print(session &run, const failure &what);
 
 // A sentence that somebody should know, and that changes nothing of how the command ends, on standard error; in a batch
-// with the line's number.
+// with the line's number. Changing commands list it in their document too.
 void note(session &run, const std::string &sentence);
 
 // As an object: thing, reason, advice, status, exit_code.

@@ -100,7 +100,8 @@ void add_address_commands(command_line &line) {
         add_command_group(&line.app(), "address", "IPv4 addresses (aliases) of interfaces' netdevs");
     line.add_examples(
         group, {{"ybnetctl --dry-run address add 110 10.0.0.5/24", "what it would send, and do nothing"}});
-    const char *const keys = "JSON: address (local, prefix_length, broadcast: what the kernel got; label), ";
+    const char *const keys =
+        "JSON: address (local, prefix_length, broadcast: what the kernel got; label, null with del), ";
     CLI::App *command = add_command<address_options>(
         group, line, "add", "Add an IPv4 address; of an address/prefix, the kernel gets the address as typed",
         [](CLI::App &app, address_options &options) {

@@ -6,20 +6,34 @@
 #include <cstring>
 #include <optional>
 #include <ostream>
+#include <utility>
 
 #include "tools/ybnetctl/status_name.h"
 #include "tools/ybnetctl/table.h"
 
 namespace ybnetctl {
 
-const char *const change_keys = "status.";
+const char *const change_keys =
+    "notes (a list of sentences, as on standard error; what is known only when the process ends stands there "
+    "alone), status.";
 
 const char *const dry_run_keys =
-    "With --dry-run a command that changes something prints instead: dry_run (true), steps, status (as it "
-    "would be), "
-    "error (null, or as after any failure). Each step has kind (command, lookup, namespace, request, open, "
+    "With --dry-run a command that changes something prints instead: dry_run (true), steps, notes, status "
+    "(as "
+    "it would be), error (null, or as after any failure). Each step has kind (command, lookup, namespace, "
+    "request, open, "
     "driver, "
-    "record), text, fails (why it would not succeed, or null) and details (an object by kind, or null).";
+    "record), text, fails (why it would not succeed, or null) and details (null where none are named "
+    "here).\n\n"
+    "The details of a record are segment, region, index and fields (a list; each has field, from, to; null "
+    "is "
+    "what only the kernel will tell), or of a registration by hold segment and user_count. Those of a lookup "
+    "are "
+    "found; of driver, file. Those of a request are type, length, flags (a list), cut_short (true, where it "
+    "is) "
+    "and, by its type, ifindex, netdev, family, link_flags, link_flags_changed, prefix_length and attributes "
+    "(a "
+    "list; each has name and type, and by its name value, valid and preferred, bytes or attributes).";
 
 namespace {
 
@@ -45,6 +59,7 @@ void print_rehearsal(session &run, const std::vector<step> &steps, const std::op
         document["steps"] = json::array();
         for (const step &each : steps)
             document["steps"].push_back(to_json(each));
+        document["notes"] = std::exchange(run.notes, {});
         document["status"] = !problem          ? json(status_name(YB_STATUS_SUCCESS))
                              : problem->status ? json(status_name(*problem->status))
                                                : json(nullptr);
@@ -80,12 +95,14 @@ json to_json(const step &what) {
 }
 
 void change(session &run, const std::function<change_result(library &)> &command) {
+    run.notes.clear(); // of a line of the batch that failed
     library &lib = library_of(run);
     rehearsal *const rehearsed = lib.rehearsed();
     if (rehearsed == nullptr) {
         change_result result = command(lib);
         lib.note_change();
         if (run.json_wanted) {
+            result.document["notes"] = std::exchange(run.notes, {});
             result.document["status"] = status_name(YB_STATUS_SUCCESS);
             print(run, result.document);
         } else if (!result.sentence.empty() && run.batch_line == 0) {

@@ -162,7 +162,8 @@ void add_type(command_line &line, CLI::App *group, uint32_t type, const char *de
         },
         std::move(examples));
     line.add_notes(command,
-                   std::string("JSON: interface (as ybnetctl interface list shows it), ") + change_keys);
+                   std::string("JSON: interface (as ybnetctl interface list shows it, without slot), ") +
+                       change_keys);
 }
 
 } // namespace

@@ -146,7 +146,10 @@ void add_interface_set(command_line &line, CLI::App *interface) {
         {{"ybnetctl --dry-run interface set 110 --rif 7", "what it would record, and do nothing"},
          {"ybnetctl interface set 110 --admin up --rif 5", "up, in its namespace", true},
          {"ybnetctl interface set 110 --vrid none", "no VRID", true}});
-    line.add_notes(command, std::string("JSON: interface (afterwards), ") + change_keys);
+    line.add_notes(
+        command,
+        std::string("JSON: interface (afterwards; as ybnetctl interface list shows it, without slot), ") +
+            change_keys);
 }
 
 } // namespace ybnetctl

@@ -203,10 +203,9 @@ void add_interface_changes(command_line &line, CLI::App *interface) {
         edit,
         {{"ybnetctl interface edit 130 --vid 31", "VLAN id 31, and whether the kernel really changed it",
           true}});
-    line.add_notes(
-        command,
-        std::string("JSON: interface, kernel_vlan_id (what the netdev really has; null: cannot be told), ") +
-            change_keys);
+    line.add_notes(command, std::string("JSON: interface (without slot), kernel_vlan_id (what the netdev "
+                                        "really has; null: cannot be told), ") +
+                                change_keys);
 
     add_interface_set(line, interface);
 
@@ -224,7 +223,8 @@ void add_interface_changes(command_line &line, CLI::App *interface) {
         destroy,
         {{"ybnetctl --dry-run interface destroy 140", "what it would run, and do nothing"},
          {"ybnetctl interface destroy 140", "removes loop1 in namespace red", true}});
-    line.add_notes(command, std::string("JSON: interface (as it was recorded), ") + change_keys);
+    line.add_notes(command,
+                   std::string("JSON: interface (as it was recorded, without slot), ") + change_keys);
 
     command = add_command<no_options>(
         interface, line, "destroy-all",

@@ -74,14 +74,14 @@ void add_lag_changes(command_line &line, CLI::App *lag) {
         bind,
         {{"ybnetctl --dry-run lag bind 0x10002 --lag 0x10000500", "what it would record, and do nothing"},
          {"ybnetctl lag bind 0x10002 --lag 0x10000500", "port 65538 is a member"}});
-    line.add_notes(command, std::string("JSON: port (every field afterwards), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (afterwards; ") + port_json_keys + "), " + change_keys);
     command = add_command<lag_options>(
         lag, line, "unbind", "Make a port a member of no LAG",
         [](CLI::App &app, lag_options &options) {
             app.add_option("PORT_SYSIF", options.sys_ifindex, "the port's system ifindex")->required();
         },
         unbind, {{"ybnetctl lag unbind 0x10002", "port 65538 is a member no more"}});
-    line.add_notes(command, std::string("JSON: port (every field afterwards), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (afterwards; ") + port_json_keys + "), " + change_keys);
 }
 
 } // namespace ybnetctl

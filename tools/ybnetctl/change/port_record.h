@@ -19,8 +19,10 @@ std::string port_thing(uint32_t sys_ifindex);
 // binds them with success: to commands they must not exist.
 yb_net_port_info_t port_record_of(session &run, library &lib, uint32_t sys_ifindex);
 
-// The fields of the record, with its key.
+// The fields of the record, with its key; and what these are, for the man page.
 json port_json(uint32_t sys_ifindex, const yb_net_port_info_t &info);
+constexpr const char *port_json_keys =
+    "its fields by the names of net_lib_port(5) but deleted, hash and reserved ones, 0 for none";
 
 } // namespace ybnetctl
 

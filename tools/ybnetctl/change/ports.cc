@@ -159,14 +159,14 @@ void add_port_changes(command_line &line, CLI::App *port) {
           "what it would record, and do nothing"},
          {"ybnetctl port set 0x10003 --name swp3 --log-port 0x10300 --protocol 1", "port 65539"},
          {"ybnetctl port set 0x20001 --log-port 0x10000500 --mlag 7", "the MLAG id of a LAG"}});
-    line.add_notes(command, std::string("JSON: port (every field afterwards), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (afterwards; ") + port_json_keys + "), " + change_keys);
     command = add_command<del_options>(
         port, line, "del", "Remove a port's record; members of a LAG keep their binding to it",
         [](CLI::App &app, del_options &options) {
             app.add_option("SYSIF", options.sys_ifindex, "its system ifindex")->required();
         },
         delete_port, {{"ybnetctl port del 0x10003", "port 65539 is no longer recorded"}});
-    line.add_notes(command, std::string("JSON: port (every field, as it was), ") + change_keys);
+    line.add_notes(command, std::string("JSON: port (as it was; ") + port_json_keys + "), " + change_keys);
 }
 
 } // namespace ybnetctl

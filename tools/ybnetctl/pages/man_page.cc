@@ -198,8 +198,9 @@ std::string man_page_of(const command_line &line) {
            "...}}\n"
         << ".Ed\n.Pp\n"
         << "where status is the library's status by name, or null.\n"
-        << "--version prints {\"version\": ...} and --help {\"help\": ...}.\n.Pp\n"
-        << in_sentences(dry_run_keys) << "\n.Pp\nKeys stay; new ones may come.\n"
+        << "--version prints {\"version\": ...} and --help {\"help\": ...}.\n.Pp\n";
+    write_paragraphs(out, dry_run_keys);
+    out << ".Pp\nKeys stay; new ones may come.\n"
         << ".Sh ENVIRONMENT\n.Bl -tag -width NO_COLOR\n.It Ev NO_COLOR\nSet and not empty: no colour.\n.El\n"
         << ".Sh FILES\n.Bl -tag -width Ds\n"
         << ".It Pa /dev/shm/net_lib_ifc\nThe interfaces segment,\n.Xr net_lib_ifc 5 .\n"

@@ -258,7 +258,7 @@ constexpr const char *notes =
     "file.\n\n"
     "JSON: path, soname, is_libybnet, has_layout_note, verdict (fits, does_not_fit, cannot_tell), "
     "explanation, segments (name, present, size, size_check, new_size, fit: fits, not_running, does_not_fit "
-    "or cannot_tell, reasons), compared_with (path, pids, soname, same_soname, missing_symbols), "
+    "or cannot_tell, reasons), compared_with (a list: path, pids, soname, same_soname, missing_symbols), "
     "unknown_pids "
     "(users whose build could not be read), unreadable_processes (pids whose maps may not be read).";
 

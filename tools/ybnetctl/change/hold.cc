@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "tools/ybnetctl/change/changing.h"
+#include "tools/ybnetctl/change/interrupts.h"
+#include "tools/ybnetctl/change/lock_wait.h"
 #include "tools/ybnetctl/change/notify.h"
 #include "tools/ybnetctl/change/rehearsal.h"
 #include "ybnet/net_lib_db_layout.h"
@@ -101,10 +103,19 @@ void hold(session &run, const hold_options &options) {
     (void)sigprocmask(SIG_BLOCK, &ending.set, nullptr); // cannot fail
 
     library &lib = library_of(run);
-    if (!options.ports_only)
-        lib.need_interfaces();
-    if (!options.interfaces_only)
-        lib.need_ports();
+    for (const segment_kind kind : {segment_kind::interfaces, segment_kind::ports}) {
+        if (kind == segment_kind::interfaces ? options.ports_only : options.interfaces_only)
+            continue;
+        if (const int number = wait_behind_sleeper(run, kind, ending.set); number != 0) {
+            note_interrupt(number); // main() ends the process by it, with nothing registered any more
+            (void)sigprocmask(SIG_UNBLOCK, &ending.set, nullptr);
+            return;
+        }
+        if (kind == segment_kind::interfaces)
+            lib.need_interfaces();
+        else
+            lib.need_ports();
+    }
     const char *const what = options.ports_only        ? "the ports database"
                              : options.interfaces_only ? "the interfaces database"
                                                        : "both databases";
@@ -140,7 +151,9 @@ void add_hold_command(command_line &line) {
     line.add_notes(
         command,
         "A signal that is ignored when it starts stays ignored: so nohup(1) keeps it past the end of its "
-        "terminal, and Ctrl-C does not reach what a script started with &.\n\n"
+        "terminal, and Ctrl-C does not reach what a script started with &. Where it waits for a lock that a "
+        "thread holds and does nothing, it says so after a second, as every changing command does; a signal "
+        "ends it there as signals do, for it holds nothing yet.\n\n"
         "JSON: holding (object: interfaces, ports), pid; printed once both are held.");
 }
 

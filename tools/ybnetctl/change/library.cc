@@ -11,6 +11,7 @@
 
 #include "tools/ybnetctl/change/inside_namespace.h"
 #include "tools/ybnetctl/change/interrupts.h"
+#include "tools/ybnetctl/change/lock_wait.h"
 #include "tools/ybnetctl/change/said.h"
 #include "tools/ybnetctl/see/procfs.h"
 #include "ybnet/net_lib.h"
@@ -69,6 +70,18 @@ failure load_failure(segment_kind kind, const call_answer &answer) {
             !reason.empty())
             return {exit_code::failed, thing, reason, advice, answer.status};
     return failure_of(thing, answer, "could not be loaded", "ybnetctl status");
+}
+
+// Nothing is registered yet while this waits, so that the command may just end.
+void wait_for_lock(session &run, segment_kind kind) {
+    sigset_t none;
+    (void)sigemptyset(&none); // cannot fail
+    if (wait_behind_sleeper(run, kind, none) != 0)
+        throw failure{exit_code::failed,
+                      std::string("lock of ") + format_of(kind).name,
+                      "interrupted while waiting for it",
+                      "ybnetctl status",
+                      {}};
 }
 
 } // namespace
@@ -146,6 +159,8 @@ void library::need_interfaces() {
         return;
     if (rehearsed_ != nullptr)
         rehearsed_->prepare(segment_kind::interfaces);
+    else
+        wait_for_lock(run_, segment_kind::interfaces);
     const call_answer answer =
         call_plainly([] { return yb_net_interfaces_init(keep_message, everything, 0); });
     interfaces_started_ = true; // a stop is due whatever the answer
@@ -168,6 +183,8 @@ void library::need_ports() {
         return;
     if (rehearsed_ != nullptr)
         rehearsed_->prepare(segment_kind::ports);
+    else
+        wait_for_lock(run_, segment_kind::ports);
     const call_answer answer = call_plainly([] { return yb_net_ports_init(keep_message, everything, 0); });
     ports_started_ = true;
     uint32_t level = everything;

@@ -87,6 +87,14 @@ def other_letter(text):
     return text[:at] + changed + text[at + 1 :]
 
 
+def is_hint(text, before, after):
+    """Whether a word says something to the compiler alone: that an exchange is no weak one, which is the same
+    instruction on this processor, and what __builtin_expect() expects."""
+    if text not in ("true", "false"):
+        return False
+    return re.match(r",\s*__ATOMIC_", after) is not None or (after[:1] == ")" and "__builtin_expect(" in before)
+
+
 def change_of(kind, text, before, after):
     """(kind of mutant, replacement), or None."""
     if kind == "string":
@@ -123,6 +131,8 @@ def points_of(path, source):
             continue
         line_start = source.rfind("\n", 0, start) + 1
         line_end = source.find("\n", end)
+        if is_hint(match[0], source[line_start:start], source[end : end + 200]):
+            continue
         found.append(
             Point(
                 path=path,

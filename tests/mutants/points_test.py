@@ -37,6 +37,11 @@ class Points(unittest.TestCase):
         self.assertEqual(changes('// a == b\n/* 1 */\n#define A \\\n    1\nstatic_assert(sizeof(a) == 4, "no");'), [])
         self.assertEqual(changes('extern "C" int a;'), [])
 
+    def test_what_only_the_compiler_is_told_is_left_alone(self):
+        self.assertEqual(changes("exchange(a, &b, c, false,\n    __ATOMIC_RELAXED)"), [])
+        self.assertEqual(changes("if (__builtin_expect(f(a), true))\n    return false;"),
+                         [("constant", "false -> true")])  # fmt: skip
+
     def test_a_point_knows_its_place_and_makes_the_changed_source(self):
         source = "int a;\nint b = c == d;\n"
         (point,) = points_of("a.cc", source)

@@ -160,6 +160,29 @@ TEST_F(lock_words, that_readers_come_to_during_the_inquest_are_not_taken_over) {
     EXPECT_FALSE(is_taken_over(place_));
 }
 
+// What sleepers of another build go by: whether the writers' phase is on, and whether they are to be woken.
+TEST_F(lock_words, taken_over_say_what_a_holders_say) {
+    constexpr uint32_t slept_on = CL_PLOCK_FUTEX_ON | CL_PLOCK_FUTEX_USED;
+    for (const uint32_t phase : {0U, uint32_t{CL_PLOCK_FUTEX_ON}, slept_on}) {
+        SCOPED_TRACE(phase);
+        cl_plock_t words = {};
+        ASSERT_EQ(0, cl_plock_init_pshared(&words));
+        const uint32_t dead = unused_id();
+        *CL_PLOCK_WORD(&words, __wrphase_futex) = phase;
+        *cl_plock_words(&words) = uint64_t{dead} << CL_PLOCK_OWNER_SHIFT | held;
+        user_.announced_id = user_.id;
+        EXPECT_EQ(dead, cl_plock_excl_acquire(&words, user_, place_));
+        EXPECT_EQ(uint64_t{user_.id} << CL_PLOCK_OWNER_SHIFT | held, *cl_plock_words(&words));
+        EXPECT_EQ(user_.id, *CL_PLOCK_WORD(&words, __cur_writer));
+        EXPECT_EQ(phase != 0 ? phase : uint32_t{CL_PLOCK_FUTEX_ON}, *CL_PLOCK_WORD(&words, __wrphase_futex));
+        EXPECT_EQ(slept_on, *CL_PLOCK_WORD(&words, __writers_futex))
+            << "the dead one may have owed a wake-up";
+        cl_plock_release(&words, user_);
+        EXPECT_EQ(uint64_t{CL_PLOCK_WRITE_PHASE}, *cl_plock_words(&words))
+            << "free, and still in a writers' phase";
+    }
+}
+
 // ---- Files ----
 
 TEST_F(lock_words, lie_in_their_own_file_and_in_no_other_of_its_device) {

@@ -355,6 +355,22 @@ TEST_F(lock_owner, is_judged_by_the_spare_description_when_the_file_cannot_be_op
     }
 }
 
+// As in a daemon that has closed its standard input.
+TEST_F(lock_owner, is_judged_by_a_description_of_its_own_although_that_is_descriptor_0) {
+    spare_.descriptor = cl_plock_open_again(place_);
+    child_process judge([this] {
+        (void)close(STDIN_FILENO);
+        cl_plock_inquest inquest;
+        if (!cl_plock_inquest_open(&inquest, place_) || inquest.descriptor != STDIN_FILENO)
+            return 2;
+        if (inquest.spare != nullptr || spare_.in_use != 0)
+            return 3;
+        cl_plock_inquest_close(&inquest);
+        return fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 4;
+    });
+    EXPECT_EQ(0, judge.wait());
+}
+
 // Byte locks of one description do not exclude each other.
 TEST_F(lock_owner, has_one_inquest_at_a_time_on_the_spare_description_too) {
     const uint32_t owner = cl_plock_namesake_here(unused_id());

@@ -275,6 +275,26 @@ TEST_F(dying_port_change, changed_port_is_the_old_one_or_the_new) {
     expect({{0x105, 1}, {0x106, 2}}, {{0x105, 7}, {0x106, 2}}, [] { set(0x105, 7); });
 }
 
+// The new record is kept there meanwhile.
+TEST_F(dying_port_change, changed_port_is_whole_also_when_the_next_bucket_is_the_only_spare_one) {
+    auto *const table = static_cast<net_lib_db_ports_segment_t *>(ports_segment.body)->port_table;
+    constexpr uint32_t home = 40;
+    std::map<uint32_t, uint8_t> ports;
+    table[0].info.attr_a = 1; // no port, but in use
+    for (uint32_t index = 1; index < YB_NET_PORTS_MAX; index++) {
+        if (index < 64 && index != home + 1) {
+            set(0x100 + index, 1);
+            ports[0x100 + index] = 1;
+        } else if (index != home + 1) {
+            table[index].hash = index;
+            table[index].sys_ifindex = 0x10000 + index;
+        }
+    }
+    auto changed = ports;
+    changed[0x100 + home] = 7;
+    expect(ports, changed, [] { set(0x100 + home, 7); });
+}
+
 TEST_F(dying_port_change, removed_port_is_there_or_not) {
     set(0x105, 1);
     set(0x106, 2);

@@ -170,9 +170,9 @@ TEST_F(lock_words, taken_over_say_what_a_holders_say) {
         const uint32_t dead = unused_id();
         *CL_PLOCK_WORD(&words, __wrphase_futex) = phase;
         *cl_plock_words(&words) = uint64_t{dead} << CL_PLOCK_OWNER_SHIFT | held;
-        user_.announced_id = user_.id;
+        user_.owner = cl_plock_namesake_here(user_.id);
         EXPECT_EQ(dead, cl_plock_excl_acquire(&words, user_, place_));
-        EXPECT_EQ(uint64_t{user_.id} << CL_PLOCK_OWNER_SHIFT | held, *cl_plock_words(&words));
+        EXPECT_EQ(uint64_t{user_.owner} << CL_PLOCK_OWNER_SHIFT | held, *cl_plock_words(&words));
         EXPECT_EQ(user_.id, *CL_PLOCK_WORD(&words, __cur_writer));
         EXPECT_EQ(phase != 0 ? phase : uint32_t{CL_PLOCK_FUTEX_ON}, *CL_PLOCK_WORD(&words, __wrphase_futex));
         EXPECT_EQ(slept_on, *CL_PLOCK_WORD(&words, __writers_futex))

@@ -28,7 +28,8 @@ constexpr uint32_t everything = 5; // keep_message() chooses
 // Of the live segment, read from its file; 0 when it cannot be read.
 uint32_t user_count_of(segment_kind kind) {
     const segment_format &format = format_of(kind);
-    const int descriptor = open((std::string("/dev/shm") + format.name).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor =
+        open((std::string("/dev/shm") + format.name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
     net_lib_db_trailer_t trailer = {};
     if (descriptor < 0)
         return 0;

@@ -20,7 +20,8 @@ namespace {
 // All that most commands ever do here.
 bool is_taken(segment_kind kind) {
     const segment_format &format = format_of(kind);
-    const int descriptor = open((std::string("/dev/shm") + format.name).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = open((std::string("/dev/shm") + format.name).c_str(),
+                                O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW); // a FIFO must not stop it
     if (descriptor < 0)
         return false;
     net_lib_db_trailer_t trailer = {};

@@ -74,8 +74,8 @@ constexpr uint32_t CL_PLOCK_NOWHERE = UINT32_MAX;
 // equal id in the lock may be another namespace's.
 struct cl_plock_user {
     uint32_t id = 0; // the thread's, as glibc records it
-    uint32_t owner =
-        0; // what tells others whose it is and whether that is alive (cl_plock_owner.h); 0 nothing
+    // What tells others whose it is, and whether that is alive (cl_plock_owner.h); 0 nothing.
+    uint32_t owner = 0;
     uint32_t announced_on = CL_PLOCK_NOWHERE; // the caller's: which file it is announced on
     uint32_t turns = 0;                       // how often it took or released the lock: odd while it holds it
 };

@@ -219,8 +219,8 @@ bool cl_plock_stranger_is_dead(const cl_plock_inquest &inquest, uint32_t id, boo
     const off_t first = first_byte_of_id(id);
     const off_t end = first + bytes_of_one_id;
     const uint32_t space = own_namespace();
-    const off_t here =
-        byte_of(id, space); // the caller's own, maybe; when it knows its namespace, no stranger's
+    // The caller's own, maybe; when it knows its namespace, no stranger's.
+    const off_t here = byte_of(id, space);
     const off_t spared = space == 0 ? 0 : 1;
     if (!lock_range(inquest, first, here) || !lock_range(inquest, here + spared, end))
         return false;

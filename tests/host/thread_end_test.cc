@@ -22,15 +22,7 @@ class ending_thread : public dying_holder {
         return open(interfaces_format.path, O_RDWR | O_CLOEXEC);
     }
     static bool is_announced(pid_t id) {
-        const int own = description_of_the_tests_own();
-        struct flock range = {};
-        range.l_type = F_WRLCK;
-        range.l_whence = SEEK_SET;
-        range.l_start = (off_t{1} << 60) + (static_cast<off_t>(id) << 32);
-        range.l_len = off_t{1} << 32;
-        EXPECT_EQ(0, fcntl(own, F_OFD_GETLK, &range));
-        (void)close(own);
-        return range.l_type != F_UNLCK;
+        return segment_announces(interfaces_format, id);
     }
 
     pid_t id_ = 0;

@@ -107,6 +107,20 @@ bool segment_view::locked() const {
     return (word(format_.lock) & 2) != 0; // glibc's flag for a write lock
 }
 
+bool segment_announces(const segment_format &format, pid_t thread) {
+    const int look = open(format.path, O_RDWR | O_CLOEXEC);
+    struct flock range = {};
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    range.l_start = (off_t{1} << 60) + (static_cast<off_t>(thread) << 32);
+    range.l_len = off_t{1} << 32;
+    const bool asked = fcntl(look, F_OFD_GETLK, &range) == 0;
+    (void)close(look);
+    if (!asked)
+        throw std::system_error(errno, std::generic_category(), format.path);
+    return range.l_type == F_RDLCK;
+}
+
 bool wait_until_blocked_on_lock(pid_t pid) {
     const std::string path = "/proc/" + std::to_string(pid) + "/syscall";
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);

@@ -41,6 +41,9 @@ std::vector<uint8_t> segment_bytes(const segment_format &format);
 // Makes a file of this many zero bytes, as an interrupted or a foreign creator leaves it.
 void segment_make(const segment_format &format, size_t size);
 
+// Whether a thread stands announced on the file, in any PID namespace, as a description sees it that announced nothing.
+bool segment_announces(const segment_format &format, pid_t thread);
+
 // A mapping of the file: goes on living when the file's name is gone.
 class segment_view {
   public:

@@ -33,18 +33,6 @@ uint32_t recorded_id() {
     return cl_plock_is_announced(owner) ? cl_plock_bytes::id_of(owner) : 0;
 }
 
-bool is_announced(int thread) {
-    const int look = shm_open("/net_lib_ifc", O_RDWR, 0);
-    struct flock range = {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = (off_t{1} << 60) + (static_cast<off_t>(thread) << 32);
-    range.l_len = off_t{1} << 32;
-    EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
-    (void)close(look);
-    return range.l_type == F_RDLCK;
-}
-
 class first_use : public testing::Test {
   protected:
     void SetUp() override {
@@ -104,10 +92,10 @@ TEST_F(first_use, where_children_cannot_be_seen_lets_no_thread_be_announced) {
     in_a_new_process([] {
         load();
         EXPECT_EQ(0u, recorded_id());
-        EXPECT_FALSE(is_announced(gettid()));
+        EXPECT_FALSE(segment_announces(interfaces_format, gettid()));
         in_a_new_process([] {
             EXPECT_EQ(0u, recorded_id());
-            EXPECT_FALSE(is_announced(gettid()));
+            EXPECT_FALSE(segment_announces(interfaces_format, gettid()));
         });
     });
 }
@@ -121,10 +109,10 @@ TEST_F(first_use, where_no_key_is_to_be_had_leaves_threads_announced_until_the_p
             EXPECT_EQ(static_cast<uint32_t>(gettid()), recorded_id());
             thread_id.add(gettid());
         }).join();
-        EXPECT_TRUE(is_announced(thread_id.value()));
+        EXPECT_TRUE(segment_announces(interfaces_format, thread_id.value()));
         in_a_new_process([] { EXPECT_EQ(static_cast<uint32_t>(gettid()), recorded_id()); });
     });
-    EXPECT_FALSE(is_announced(thread_id.value()));
+    EXPECT_FALSE(segment_announces(interfaces_format, thread_id.value()));
 }
 
 } // namespace

@@ -47,18 +47,6 @@ class shared_description : public testing::Test {
         const uint32_t owner = reinterpret_cast<const pthread_rwlock_t *>(plock.rwlock)->__data.__writers;
         return cl_plock_is_announced(owner) ? cl_plock_bytes::id_of(owner) : 0;
     }
-    // As a description that is not the one that announced the thread sees it.
-    static bool is_announced(const char *name, pid_t thread) {
-        const int look = shm_open(name, O_RDWR, 0);
-        struct flock range = {};
-        range.l_type = F_WRLCK;
-        range.l_whence = SEEK_SET;
-        range.l_start = (off_t{1} << 60) + (static_cast<off_t>(thread) << 32);
-        range.l_len = off_t{1} << 32;
-        EXPECT_EQ(0, fcntl(look, F_OFD_GETLK, &range));
-        (void)close(look);
-        return range.l_type == F_RDLCK;
-    }
     static void put_another_file_in_place_of(int descriptor) {
         const int other = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
         ASSERT_EQ(descriptor, dup2(other, descriptor));
@@ -104,7 +92,7 @@ TEST_F(shared_description, is_left_by_a_child_without_withdrawing_its_parents_an
     net_lib_db_interface_lock_acquire();
     EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
     net_lib_db_interface_lock_release();
-    EXPECT_TRUE(is_announced("/net_lib_ifc", gettid()));
+    EXPECT_TRUE(segment_announces(interfaces_format, gettid()));
 }
 
 // Of the other segment it has its own: at the end of its thread only that announcement is taken back.
@@ -121,7 +109,8 @@ TEST_F(shared_description, of_one_segment_alone_keeps_only_that_segments_announc
             (void)net_lib_db_ports_get_all(0, nullptr, &count);
         }).join();
         calls::reset();
-        return is_announced("/net_lib_ifc", thread) || !is_announced("/net_lib_port", thread) ? 1 : 0;
+        return segment_announces(interfaces_format, thread) || !segment_announces(ports_format, thread) ? 1
+                                                                                                        : 0;
     });
     EXPECT_EQ(0, child.wait());
     calls::reset();
@@ -154,7 +143,7 @@ TEST_F(shared_description, is_opened_once_more_for_new_threads_of_a_process_that
         std::thread([&] {
             net_lib_db_interface_lock_acquire();
             EXPECT_EQ(static_cast<uint32_t>(gettid()), holders_id());
-            EXPECT_TRUE(is_announced("/net_lib_ifc", gettid()));
+            EXPECT_TRUE(segment_announces(interfaces_format, gettid()));
             net_lib_db_interface_lock_release();
         }).join();
         EXPECT_EQ(thread == 0 ? interfaces_segment.late_descriptor : opened,
